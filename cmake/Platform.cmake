@@ -15,7 +15,7 @@ else()
   endif()
   # Blocks are part of the language on Apple's compilers; here they come from
   # clang's -fblocks and libBlocksRuntime.
-  add_compile_options(-fblocks)
+  add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-fblocks>)
   find_library(BLOCKS_RUNTIME BlocksRuntime REQUIRED)
   target_link_libraries(machelper_platform INTERFACE emu)
 endif()

@@ -1,0 +1,98 @@
+// Process entry: the Mach-service listener and the per-peer event handlers.
+// launchd starts the helper on demand; it runs until "terminate" or until the
+// system stops it.
+
+#include <dispatch/dispatch.h>
+#include <os/log.h>
+#include <xpc/xpc.h>
+
+#include <cstdlib>
+#include <iostream>
+
+#include "Logger.h"
+#include "XpcCommandHandler.h"
+
+// Constructed before main in this order (after the standard streams above),
+// destroyed in reverse at exit.
+static Logger logger;
+static XpcCommandHandler cmdHandler(&logger);
+
+static void handlePeerEvent(xpc_connection_t peer, xpc_object_t event) {
+  xpc_type_t type = xpc_get_type(event);
+  logger.addLine(5, "Got peer event..");
+
+  if (type == XPC_TYPE_ERROR) {
+    // Whichever peer raised it, the one log stream is detached.
+    logger.setXpcConnection(nullptr);
+    if (event == XPC_ERROR_CONNECTION_INVALID) {
+      logger.addLine(4, "Got a connection invalid event!");
+    } else if (event == XPC_ERROR_TERMINATION_IMMINENT) {
+      logger.addLine(5, "Got a 'termination imminent' event!");
+    } else {
+      logger.addLine(5, "Unknown/unexpected error event type!");
+    }
+  } else if (type == XPC_TYPE_DICTIONARY) {
+    logger.addLine(5, "Got a dictionary...");
+    cmdHandler.handleCommand(peer, event);
+  } else {
+    logger.addLine(5, "Unexpected type of data passed to our service handler!!!");
+  }
+}
+
+static void handleListenerEvent(xpc_object_t event) {
+  xpc_type_t type = xpc_get_type(event);
+  os_log(OS_LOG_DEFAULT, "Got connection handler event.");
+  logger.addLine(5, "Got connection handler event.");
+
+  if (type == XPC_TYPE_CONNECTION) {
+    xpc_connection_t peer = static_cast<xpc_connection_t>(event);
+    // Until the greeting below, lines reach nobody: the old client has been
+    // detached and the new one is not attached yet.
+    logger.setXpcConnection(nullptr);
+    logger.addLine(5, "Got a new connection..");
+    xpc_connection_set_event_handler(peer, ^(xpc_object_t peerEvent) {
+      handlePeerEvent(peer, peerEvent);
+    });
+    logger.addLine(5, "Set an event handler.");
+    xpc_connection_resume(peer);
+    logger.addLine(5, "Called resume...");
+    logger.setXpcConnection(peer);
+    logger.addLine(5, "Hello from the helper app!");
+  } else if (type != XPC_TYPE_ERROR) {
+    os_log(OS_LOG_DEFAULT, "Unexpected message came in on the primary connection!");
+    logger.addLine(4, "Unexpected message came in on the primary connection!");
+  } else if (event == XPC_ERROR_CONNECTION_INTERRUPTED) {
+    logger.setXpcConnection(nullptr);
+    logger.addLine(4, "Got a connection interrupted error.");
+  } else if (event == XPC_ERROR_CONNECTION_INVALID) {
+    logger.setXpcConnection(nullptr);
+    logger.addLine(4, "Got a connection invalid error!");
+  } else {
+    const char* description = xpc_dictionary_get_string(event, XPC_ERROR_KEY_DESCRIPTION);
+    if (description != nullptr) {
+      logger.addLine(4, std::string("(Mac) XPC Error : ") + description);
+    } else {
+      std::cout << "There was no error description in our error message?!" << std::endl;
+      logger.addLine(4, "There was no error description in our error message!?");
+    }
+  }
+}
+
+int main(int /*argc*/, const char* /*argv*/[]) {
+  xpc_connection_t listener = xpc_connection_create_mach_service(
+      MACHELPER_SERVICE_LABEL, dispatch_get_main_queue(), XPC_CONNECTION_MACH_SERVICE_LISTENER);
+  if (listener == nullptr) {
+    // No client is attached yet, so this line reaches nobody.
+    logger.addLine(5, "Failed to start the mach service!");
+    exit(1);
+  }
+
+  logger.addLine(5, "Configuring connection event handler for helper!");
+  xpc_connection_set_event_handler(listener, ^(xpc_object_t event) {
+    handleListenerEvent(event);
+  });
+  logger.addLine(5, "Calling resume.");
+  xpc_connection_resume(listener);
+  logger.addLine(5, "Calling dispatch_main().");
+  dispatch_main();
+}

@@ -1,0 +1,109 @@
+#include "ChildProcess.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+namespace {
+
+[[noreturn]] void execute(const std::vector<std::string>& argv) {
+  std::vector<char*> args;
+  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  args.push_back(nullptr);
+  execv(args[0], args.data());
+  _exit(127);
+}
+
+int decode(int status) {
+  if (WIFEXITED(status)) return WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  return -1;
+}
+
+std::string slurp(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(const std::vector<std::string>& argv) : pid_(fork()) {
+  if (pid_ == 0) execute(argv);
+}
+
+ChildProcess::~ChildProcess() {
+  if (pid_ > 0 && running()) {
+    ::kill(pid_, SIGKILL);
+    wait();
+  }
+}
+
+bool ChildProcess::running() {
+  if (status_ != -1) return false;
+  int status = 0;
+  if (waitpid(pid_, &status, WNOHANG) == pid_) {
+    status_ = decode(status);
+    return false;
+  }
+  return true;
+}
+
+int ChildProcess::wait() {
+  if (status_ == -1) {
+    int status = 0;
+    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+    }
+    status_ = decode(status);
+  }
+  return status_;
+}
+
+void ChildProcess::signal(int number) { ::kill(pid_, number); }
+
+ProcessResult ChildProcess::run(const std::vector<std::string>& argv) {
+  char outPath[] = "/tmp/child-out-XXXXXX";
+  char errPath[] = "/tmp/child-err-XXXXXX";
+  int out = mkstemp(outPath);
+  int err = mkstemp(errPath);
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    execute(argv);
+  }
+  close(out);
+  close(err);
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  ProcessResult result{decode(status), slurp(outPath), slurp(errPath)};
+  unlink(outPath);
+  unlink(errPath);
+  return result;
+}
+
+bool waitForService(const std::string& label) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::string path = "/var/run/xpc/" + label;
+  strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  // Only a guard against a hang: the service normally answers at once.
+  for (int attempt = 0; attempt < 3000; ++attempt) {
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(fd);
+    if (connected) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
+}

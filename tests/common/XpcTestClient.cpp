@@ -1,0 +1,108 @@
+#include "XpcTestClient.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace {
+// Only guards against a hang; no test depends on how long anything takes.
+constexpr auto kPatience = std::chrono::seconds(30);
+}  // namespace
+
+XpcTestClient::XpcTestClient(const std::string& service)
+    : queue_(dispatch_queue_create("test.client", DISPATCH_QUEUE_SERIAL)),
+      connection_(xpc_connection_create_mach_service(service.c_str(), queue_, 0)) {
+  xpc_connection_set_event_handler(connection_, ^(xpc_object_t event) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (xpc_get_type(event) == XPC_TYPE_DICTIONARY) {
+      const char* text = xpc_dictionary_get_string(event, "LogLine");
+      lines_.push_back({xpc_dictionary_get_int64(event, "LogLevel"), text ? text : "<no LogLine>"});
+    } else if (xpc_get_type(event) == XPC_TYPE_ERROR) {
+      errors_.push_back(event);
+    }
+    changed_.notify_all();
+  });
+  xpc_connection_resume(connection_);
+}
+
+XpcTestClient::~XpcTestClient() {
+  cancel();
+  // Let the final events drain before the state they touch goes away.
+  dispatch_sync(queue_, ^{
+                });
+  xpc_release(connection_);
+  dispatch_release(queue_);
+}
+
+template <typename Predicate>
+bool XpcTestClient::waitFor(Predicate predicate) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_for(lock, kPatience, predicate);
+}
+
+xpc::XpcRef XpcTestClient::send(xpc_object_t request) {
+  __block xpc_object_t reply = nullptr;
+  xpc_connection_send_message_with_reply(connection_, request, queue_, ^(xpc_object_t answer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    reply = xpc_retain(answer);
+    changed_.notify_all();
+  });
+  waitFor([&] { return reply != nullptr; });
+  std::lock_guard<std::mutex> lock(mutex_);
+  return xpc::XpcRef(reply, xpc::RefPolicy::Adopt);
+}
+
+xpc::XpcRef XpcTestClient::sendCommand(const std::string& command) {
+  return send(makeRequest(command).get());
+}
+
+void XpcTestClient::sendWithoutReply(xpc_object_t message) {
+  xpc_connection_send_message(connection_, message);
+}
+
+std::vector<LogLine> XpcTestClient::logLines() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return lines_;
+}
+
+std::vector<LogLine> XpcTestClient::takeLogLines() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<LogLine> taken;
+  taken.swap(lines_);
+  return taken;
+}
+
+bool XpcTestClient::waitForLogLines(size_t count) {
+  return waitFor([&] { return lines_.size() >= count; });
+}
+
+std::vector<xpc_object_t> XpcTestClient::errorEvents() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return errors_;
+}
+
+bool XpcTestClient::waitForErrorEvent(xpc_object_t error) {
+  return waitFor([&] { return std::find(errors_.begin(), errors_.end(), error) != errors_.end(); });
+}
+
+void XpcTestClient::cancel() { xpc_connection_cancel(connection_); }
+
+xpc::XpcRef makeRequest(const std::string& command) {
+  xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc_dictionary_set_string(request.get(), "Command", command.c_str());
+  return request;
+}
+
+std::vector<std::string> replyKeys(xpc_object_t reply) {
+  __block std::vector<std::string> keys;
+  xpc_dictionary_apply(reply, ^bool(const char* key, xpc_object_t) {
+    keys.push_back(key);
+    return true;
+  });
+  std::sort(keys.begin(), keys.end());
+  return keys;
+}
+
+std::string replyString(xpc_object_t reply, const char* key) {
+  const char* value = xpc_dictionary_get_string(reply, key);
+  return value != nullptr ? value : "<missing>";
+}

@@ -1,0 +1,65 @@
+#pragma once
+#include <dispatch/dispatch.h>
+#include <xpc/xpc.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "XpcRef.h"
+
+struct LogLine {
+  int64_t level;
+  std::string text;
+  bool operator==(const LogLine& other) const { return level == other.level && text == other.text; }
+};
+
+// A client of a Mach service for tests: sends requests, waits for replies and
+// collects the log lines the service streams in between. Log lines and replies
+// are handled on one serial queue, so every line sent before a reply has been
+// collected when the reply is returned.
+class XpcTestClient {
+ public:
+  explicit XpcTestClient(const std::string& service);
+  ~XpcTestClient();
+  XpcTestClient(const XpcTestClient&) = delete;
+  XpcTestClient& operator=(const XpcTestClient&) = delete;
+
+  // Sends the request and waits for its reply (or the error the connection
+  // reports instead). Null only if nothing came within the time limit.
+  xpc::XpcRef send(xpc_object_t request);
+  // Sends {"Command": command} and waits for the reply.
+  xpc::XpcRef sendCommand(const std::string& command);
+  void sendWithoutReply(xpc_object_t message);
+
+  // Log lines received so far; takeLogLines also forgets them.
+  std::vector<LogLine> logLines();
+  std::vector<LogLine> takeLogLines();
+  // Waits until at least `count` log lines have arrived.
+  bool waitForLogLines(size_t count);
+  // Error events delivered to the event handler so far.
+  std::vector<xpc_object_t> errorEvents();
+  bool waitForErrorEvent(xpc_object_t error);
+
+  void cancel();
+  xpc_connection_t connection() const { return connection_; }
+
+ private:
+  template <typename Predicate>
+  bool waitFor(Predicate predicate);
+
+  dispatch_queue_t queue_;
+  xpc_connection_t connection_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<LogLine> lines_;
+  std::vector<xpc_object_t> errors_;
+};
+
+// {"Command": command} as a new request (owned by the caller).
+xpc::XpcRef makeRequest(const std::string& command);
+// The keys of a reply dictionary, sorted.
+std::vector<std::string> replyKeys(xpc_object_t reply);
+std::string replyString(xpc_object_t reply, const char* key);

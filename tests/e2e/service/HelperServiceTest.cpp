@@ -1,0 +1,159 @@
+// The built helper, started as its own process inside the fake Mac and driven
+// over XPC by real clients.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+
+#include "ChildProcess.h"
+#include "XpcTestClient.h"
+
+namespace {
+
+const std::string kLabel = MACHELPER_SERVICE_LABEL;
+const LogLine kGreeting{5, "Hello from the helper app!"};
+
+class HelperServiceTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(waitForService(kLabel)) << "the helper never listened"; }
+
+  ChildProcess helper{{MACHELPER_HELPER_PATH}};
+};
+
+bool contains(const std::vector<LogLine>& lines, const std::string& text) {
+  return std::any_of(lines.begin(), lines.end(), [&](const LogLine& l) { return l.text == text; });
+}
+
+TEST_F(HelperServiceTest, PingAndVersionWithTheGreetingFirst) {
+  XpcTestClient client(kLabel);
+  xpc::XpcRef pong = client.sendCommand("ping");
+  EXPECT_EQ(replyKeys(pong.get()), std::vector<std::string>{"Response"});
+  EXPECT_EQ(replyString(pong.get(), "Response"), "pong");
+  std::vector<LogLine> expected{kGreeting,
+                                {5, "Got peer event.."},
+                                {5, "Got a dictionary..."},
+                                {5, "Got command : ping"},
+                                {5, "Handling ping.."},
+                                {5, "Created ping result."}};
+  EXPECT_EQ(client.takeLogLines(), expected);
+
+  xpc::XpcRef version = client.sendCommand("getversion");
+  EXPECT_EQ(replyString(version.get(), "Response"), "5.0.528");
+  std::vector<LogLine> lines = client.takeLogLines();
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_EQ(lines[0], (LogLine{5, "Sent response."}));
+  EXPECT_EQ(lines[1], (LogLine{5, "Freed memory."}));
+  EXPECT_TRUE(contains(lines, "Handling 'get version' request."));
+}
+
+TEST_F(HelperServiceTest, ASecondClientTakesTheLogStreamWhileTheFirstKeepsItsReplies) {
+  XpcTestClient first(kLabel);
+  first.sendCommand("ping");
+  XpcTestClient second(kLabel);
+  second.sendCommand("ping");
+  first.takeLogLines();
+  second.takeLogLines();
+
+  xpc::XpcRef reply = first.sendCommand("getversion");
+  EXPECT_EQ(replyString(reply.get(), "Response"), "5.0.528");
+  EXPECT_TRUE(first.logLines().empty()) << "the first client lost the log stream";
+  second.sendCommand("ping");
+  EXPECT_TRUE(contains(second.logLines(), "Got command : getversion"))
+      << "the second client sees the first client's request";
+}
+
+TEST_F(HelperServiceTest, TheOldClientGetsTheFarewellWhenANewOneConnects) {
+  XpcTestClient first(kLabel);
+  first.sendCommand("ping");
+  XpcTestClient second(kLabel);
+  second.sendCommand("ping");
+  // The farewell was sent before anything the second client's request caused.
+  first.sendCommand("ping");
+  EXPECT_EQ(first.logLines().back(), (LogLine{5, "Set a new logging connection."}));
+  EXPECT_EQ(second.logLines().front(), kGreeting);
+}
+
+TEST_F(HelperServiceTest, AClientThatGoesAwayDoesNotStopTheHelper) {
+  {
+    XpcTestClient client(kLabel);
+    client.sendCommand("ping");
+  }
+  XpcTestClient next(kLabel);
+  EXPECT_EQ(replyString(next.sendCommand("ping").get(), "Response"), "pong");
+  EXPECT_TRUE(helper.running());
+}
+
+TEST_F(HelperServiceTest, AMessageThatIsNotADictionaryGetsNoReply) {
+  XpcTestClient client(kLabel);
+  client.sendCommand("ping");
+  client.takeLogLines();
+
+  xpc::XpcRef array(xpc_array_create(nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc::XpcRef text(xpc_string_create("ping"), xpc::RefPolicy::Adopt);
+  client.sendWithoutReply(array.get());
+  client.sendWithoutReply(text.get());
+  // Both were handled before this request, which is answered.
+  EXPECT_EQ(replyString(client.sendCommand("ping").get(), "Response"), "pong");
+  std::vector<LogLine> lines = client.logLines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                       LogLine{5, "Unexpected type of data passed to our service handler!!!"}),
+            2);
+  EXPECT_TRUE(helper.running());
+}
+
+TEST_F(HelperServiceTest, TerminateEndsTheHelperWithStatusZeroAndNoReply) {
+  XpcTestClient client(kLabel);
+  xpc::XpcRef reply = client.sendCommand("terminate");
+  EXPECT_EQ(reply.get(), XPC_ERROR_CONNECTION_INTERRUPTED) << "no reply, the connection ended";
+  EXPECT_EQ(helper.wait(), 0);
+}
+
+TEST_F(HelperServiceTest, CapitalisedTerminateIsAnUnknownCommand) {
+  XpcTestClient client(kLabel);
+  xpc::XpcRef reply = client.sendCommand("Terminate");
+  EXPECT_EQ(replyString(reply.get(), "Error"), "Unknown/Invalid command!");
+  EXPECT_TRUE(helper.running());
+}
+
+TEST_F(HelperServiceTest, ARequestWithoutCommandGetsTheNullError) {
+  XpcTestClient client(kLabel);
+  xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc_dictionary_set_string(request.get(), "Uuid", "whatever");
+  xpc::XpcRef reply = client.send(request.get());
+  EXPECT_EQ(replyString(reply.get(), "Response"), "error");
+  EXPECT_EQ(replyString(reply.get(), "Error"), "Command value was NULL!");
+}
+
+TEST_F(HelperServiceTest, ASecondInstanceCannotTakeTheServiceAndExitsWithOne) {
+  ChildProcess second({MACHELPER_HELPER_PATH});
+  EXPECT_EQ(second.wait(), 1);
+  EXPECT_TRUE(helper.running());
+}
+
+TEST_F(HelperServiceTest, TheClientToolPrintsRepliesStreamsLinesAndSetsItsExitStatus) {
+  ProcessResult pong = ChildProcess::run({MACHELPERCTL_PATH, "ping"});
+  EXPECT_EQ(pong.status, 0);
+  EXPECT_EQ(pong.out, "pong\n");
+  EXPECT_NE(pong.err.find("[5] Hello from the helper app!\n"), std::string::npos) << pong.err;
+
+  ProcessResult version = ChildProcess::run({MACHELPERCTL_PATH, "--json", "getversion"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out, "{\"Response\":\"5.0.528\"}\n");
+  EXPECT_NE(version.err.find("{\"LogLine\":\"Got command : getversion\",\"LogLevel\":5}"),
+            std::string::npos)
+      << version.err;
+
+  ProcessResult unknown = ChildProcess::run({MACHELPERCTL_PATH, "Ping"});
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_EQ(unknown.out, "error: Unknown/Invalid command!\n");
+
+  ProcessResult noService =
+      ChildProcess::run({MACHELPERCTL_PATH, "--service", "com.example.Nobody", "ping"});
+  EXPECT_EQ(noService.status, 3);
+
+  ProcessResult terminate = ChildProcess::run({MACHELPERCTL_PATH, "terminate"});
+  EXPECT_EQ(terminate.status, 3);
+  EXPECT_EQ(helper.wait(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,30 @@
+#pragma once
+#include <dispatch/dispatch.h>
+#include <xpc/xpc.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+// A Mach service served inside the test process: every dictionary a peer
+// sends is handed to the given block on that peer's queue, as the helper's
+// peer handler would.
+class ServiceLoopback {
+ public:
+  using MessageHandler = void (^)(xpc_connection_t peer, xpc_object_t message);
+
+  ServiceLoopback(const std::string& name, MessageHandler onMessage);
+  ~ServiceLoopback();
+  ServiceLoopback(const ServiceLoopback&) = delete;
+  ServiceLoopback& operator=(const ServiceLoopback&) = delete;
+
+  // Peers accepted so far, oldest first.
+  std::vector<xpc_connection_t> peers();
+
+ private:
+  dispatch_queue_t queue_;
+  xpc_connection_t listener_;
+  MessageHandler onMessage_;
+  std::mutex mutex_;
+  std::vector<xpc_connection_t> peers_;
+};

@@ -1,0 +1,177 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CommandHandlerBase.h"
+#include "Logger.h"
+#include "ServiceLoopback.h"
+#include "XpcCommandHandler.h"
+#include "XpcTestClient.h"
+#include "emu/ObjectCounts.h"
+
+namespace {
+
+const char* kService = "test.router";
+
+// A family that answers one word (after lower-casing, as families do) and
+// records every command it was offered.
+class RecordingFamily : public CommandHandlerBase {
+ public:
+  RecordingFamily(Logger* logger, std::string word, std::vector<std::string>* offered)
+      : CommandHandlerBase(logger), word_(std::move(word)), offered_(offered) {}
+
+  xpc_object_t handleCommand(std::string command, xpc_object_t message) override {
+    offered_->push_back(word_ + ":" + command);
+    if (command.empty()) return createError(message, "empty in " + word_);
+    std::string lower;
+    for (char c : command) lower += static_cast<char>(tolower(c));
+    if (lower != word_) return nullptr;
+    return createSuccessOrFailure(message, getStringFromXpc(message, "Answer") == "yes");
+  }
+
+ private:
+  std::string word_;
+  std::vector<std::string>* offered_;
+};
+
+class XpcCommandHandlerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { baseline = emu_xpc_live_objects(); }
+
+  XpcCommandHandler::Families families() {
+    XpcCommandHandler::Families list;
+    list.push_back(std::make_unique<RecordingFamily>(&logger, "first", &offered));
+    list.push_back(std::make_unique<RecordingFamily>(&logger, "second", &offered));
+    return list;
+  }
+
+  long baseline = 0;
+  Logger logger;
+  std::vector<std::string> offered;
+  XpcCommandHandler router{&logger, families()};
+  xpc_connection_t attached = nullptr;
+  ServiceLoopback service{kService, ^(xpc_connection_t peer, xpc_object_t message) {
+    if (attached != peer) logger.setXpcConnection(attached = peer);
+    router.handleCommand(peer, message);
+  }};
+};
+
+TEST_F(XpcCommandHandlerTest, BuiltInsAnswerWithTheirOwnShapesAndLogLines) {
+  XpcTestClient client(kService);
+
+  xpc::XpcRef pong = client.sendCommand("ping");
+  EXPECT_EQ(replyKeys(pong.get()), std::vector<std::string>{"Response"});
+  EXPECT_EQ(replyString(pong.get(), "Response"), "pong");
+  std::vector<LogLine> pingLines{
+      {5, "Got command : ping"}, {5, "Handling ping.."}, {5, "Created ping result."}};
+  EXPECT_EQ(client.takeLogLines(), pingLines);
+
+  xpc::XpcRef version = client.sendCommand("getversion");
+  EXPECT_EQ(replyKeys(version.get()), std::vector<std::string>{"Response"});
+  EXPECT_EQ(replyString(version.get(), "Response"), "5.0.528");
+  // The previous request's closing lines arrive first.
+  std::vector<LogLine> versionLines{{5, "Sent response."},
+                                    {5, "Freed memory."},
+                                    {5, "Got command : getversion"},
+                                    {5, "Handling 'get version' request."},
+                                    {5, "Created version result."}};
+  EXPECT_EQ(client.takeLogLines(), versionLines);
+  EXPECT_TRUE(offered.empty()) << "built-ins are never offered to a family";
+}
+
+TEST_F(XpcCommandHandlerTest, MissingOrNonStringCommandIsTheNullError) {
+  XpcTestClient client(kService);
+  xpc::XpcRef noCommand(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc::XpcRef numberCommand(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc_dictionary_set_int64(numberCommand.get(), "Command", 7);
+
+  for (xpc_object_t request : {noCommand.get(), numberCommand.get()}) {
+    xpc::XpcRef reply = client.send(request);
+    EXPECT_EQ(replyKeys(reply.get()), (std::vector<std::string>{"Error", "Response"}));
+    EXPECT_EQ(replyString(reply.get(), "Response"), "error");
+    EXPECT_EQ(replyString(reply.get(), "Error"), "Command value was NULL!");
+  }
+  EXPECT_TRUE(offered.empty());
+}
+
+TEST_F(XpcCommandHandlerTest, FamiliesAreOfferedInOrderUntilOneAnswers) {
+  XpcTestClient client(kService);
+  xpc::XpcRef request = makeRequest("SeCoNd");
+  xpc_dictionary_set_string(request.get(), "Answer", "yes");
+
+  xpc::XpcRef reply = client.send(request.get());
+  EXPECT_EQ(replyKeys(reply.get()), (std::vector<std::string>{"Response", "Success"}));
+  EXPECT_EQ(replyString(reply.get(), "Response"), "Boolean");
+  EXPECT_TRUE(xpc_dictionary_get_bool(reply.get(), "Success"));
+  // Families get the name as sent; lower-casing is theirs to do.
+  EXPECT_EQ(offered, (std::vector<std::string>{"first:SeCoNd", "second:SeCoNd"}));
+
+  offered.clear();
+  reply = client.sendCommand("first");
+  EXPECT_FALSE(xpc_dictionary_get_bool(reply.get(), "Success"));
+  EXPECT_EQ(offered, std::vector<std::string>{"first:first"}) << "later families are not asked";
+}
+
+TEST_F(XpcCommandHandlerTest, EmptyCommandIsAnsweredByTheFirstFamily) {
+  XpcTestClient client(kService);
+  xpc::XpcRef reply = client.sendCommand("");
+  EXPECT_EQ(replyString(reply.get(), "Error"), "empty in first");
+}
+
+TEST_F(XpcCommandHandlerTest, UnknownCommandsIncludingMiscasedBuiltInsAreRefused) {
+  XpcTestClient client(kService);
+  for (const char* command : {"Ping", "GETVERSION", "Terminate", "nosuchcommand"}) {
+    client.takeLogLines();
+    xpc::XpcRef reply = client.sendCommand(command);
+    EXPECT_EQ(replyString(reply.get(), "Response"), "error") << command;
+    EXPECT_EQ(replyString(reply.get(), "Error"), "Unknown/Invalid command!") << command;
+    std::vector<LogLine> lines = client.takeLogLines();
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(lines[lines.size() - 2], (LogLine{5, "Creating error result!"}));
+    EXPECT_EQ(lines.back(), (LogLine{5, "Created error result."}));
+  }
+}
+
+TEST_F(XpcCommandHandlerTest, RequestsLeaveNoXpcObjectBehind) {
+  {
+    XpcTestClient client(kService);
+    client.sendCommand("ping");
+    client.sendCommand("second");
+    client.sendCommand("unknown");
+  }
+  logger.setXpcConnection(nullptr);
+  // Connection teardown finishes on the runtime's queues; wait for it.
+  for (int i = 0; i < 3000 && emu_xpc_live_objects() != baseline; ++i) usleep(1000);
+  EXPECT_EQ(emu_xpc_live_objects(), baseline);
+}
+
+TEST(XpcCommandHandlerExit, TerminateEndsTheProcessWithStatusZero) {
+  EXPECT_EXIT(
+      {
+        XpcCommandHandler router(nullptr, {});
+        xpc_object_t request = makeRequest("terminate").release();
+        router.handleDictionaryCommand(nullptr, request);
+        // Not reached.
+        exit(3);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+TEST(CommandHandlerBaseTest, StringArgumentsReadEmptyWhenMissingOrNotStrings) {
+  class Family : public CommandHandlerBase {
+   public:
+    Family() : CommandHandlerBase(nullptr) {}
+    xpc_object_t handleCommand(std::string, xpc_object_t) override { return nullptr; }
+  } family;
+  xpc::XpcRef message(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc_dictionary_set_string(message.get(), "Text", "en0");
+  xpc_dictionary_set_bool(message.get(), "Flag", true);
+  EXPECT_EQ(family.getStringFromXpc(message.get(), "Text"), "en0");
+  EXPECT_EQ(family.getStringFromXpc(message.get(), "Flag"), "");
+  EXPECT_EQ(family.getStringFromXpc(message.get(), "Missing"), "");
+}
+
+}  // namespace
