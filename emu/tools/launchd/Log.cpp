@@ -1,0 +1,39 @@
+#include "Log.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+
+Log::Log(const std::string& path) {
+  std::string dir = path.substr(0, path.rfind('/'));
+  if (!dir.empty()) mkdir(dir.c_str(), 0755);
+  fd_ = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+}
+
+Log::~Log() {
+  if (fd_ >= 0) close(fd_);
+}
+
+void Log::write(const char* format, ...) {
+  if (fd_ < 0) return;
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm local{};
+  localtime_r(&now.tv_sec, &local);
+  char line[1024];
+  size_t n = strftime(line, sizeof line, "%Y-%m-%d %H:%M:%S", &local);
+  n += snprintf(line + n, sizeof line - n, ".%03ld launchd[%d]: ", now.tv_nsec / 1000000,
+                static_cast<int>(getpid()));
+  va_list args;
+  va_start(args, format);
+  int body = vsnprintf(line + n, sizeof line - n - 1, format, args);
+  va_end(args);
+  n = body < 0 ? n : std::min(sizeof line - 2, n + static_cast<size_t>(body));
+  line[n++] = '\n';
+  (void)!::write(fd_, line, n);
+}
