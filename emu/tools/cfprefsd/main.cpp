@@ -2,18 +2,19 @@
 // `killall -HUP cfprefsd` makes it drop that cache after a plist was edited
 // behind its back. The emulated CFPreferences reads the files directly, so
 // there is no cache: this daemon exists so that the same command works and
-// finds a process of that name. It stays up until SIGTERM.
+// finds a process of that name. SIGTERM ends it.
 #include <signal.h>
+#include <unistd.h>
+
+namespace {
+
+void dropCache(int) {}
+
+}  // namespace
 
 int main() {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, SIGHUP);
-  sigaddset(&set, SIGTERM);
-  sigaddset(&set, SIGINT);
-  sigprocmask(SIG_BLOCK, &set, nullptr);
-  for (;;) {
-    int sig = 0;
-    if (sigwait(&set, &sig) == 0 && sig != SIGHUP) return 0;
-  }
+  struct sigaction action {};
+  action.sa_handler = dropCache;
+  sigaction(SIGHUP, &action, nullptr);
+  for (;;) pause();
 }
