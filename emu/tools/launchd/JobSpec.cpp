@@ -71,7 +71,7 @@ std::optional<JobSpec> JobSpec::load(const std::string& path, std::string& error
   spec.runAtLoad = Plist::boolean(root, "RunAtLoad").value_or(false);
   spec.keepAlive = Plist::boolean(root, "KeepAlive").value_or(false);
   if (auto throttle = Plist::integer(root, "ThrottleInterval")) {
-    spec.throttleInterval = static_cast<int>(std::min<int64_t>(*throttle, 3600));
+    spec.throttleInterval = static_cast<int>(std::clamp<int64_t>(*throttle, 0, 3600));
   }
   return spec;
 }

@@ -31,6 +31,7 @@ void redirect(int target, const std::string& path, int flags) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
+  signal(SIGPIPE, SIG_DFL);  // launchd ignores it; an ignored signal survives exec
   if (options.daemon) {
     setsid();
     redirect(STDIN_FILENO, "", O_RDONLY);

@@ -93,6 +93,17 @@ TEST(LaunchdTest, IsTheFakeMacsInit) {
   EXPECT_EQ(name, "launchd");
 }
 
+// launchd blocks and ignores signals for itself; what it starts (this test
+// program is its session command) must not inherit that.
+TEST(LaunchdTest, StartsProgramsWithDefaultSignalHandling) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("SigBlk:", 0) == 0 || line.rfind("SigIgn:", 0) == 0) {
+      EXPECT_EQ(std::stoull(line.substr(7), nullptr, 16), 0u) << line;
+    }
+  }
+}
+
 TEST_F(OnDemandTest, HoldsTheServiceWithoutStartingTheJob) {
   struct stat st;
   ASSERT_EQ(stat(kSocket.c_str(), &st), 0);
