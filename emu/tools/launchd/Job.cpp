@@ -18,12 +18,12 @@ const char* const kInheritedVariables[] = {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSA
 
 }  // namespace
 
-Job::Job(JobSpec spec, std::string rendezvousDir)
-    : spec_(std::move(spec)), rendezvousDir_(std::move(rendezvousDir)) {}
+Job::Job(JobDefinition definition, std::string rendezvousDir)
+    : definition_(std::move(definition)), rendezvousDir_(std::move(rendezvousDir)) {}
 
-void Job::update(JobSpec spec) {
-  spec_ = std::move(spec);
-  const auto& names = spec_.machServices;
+void Job::update(JobDefinition definition) {
+  definition_ = std::move(definition);
+  const auto& names = definition_.machServices;
   services_.erase(std::remove_if(services_.begin(), services_.end(),
                                  [&](const auto& service) {
                                    return std::find(names.begin(), names.end(), service->name()) ==
@@ -33,7 +33,7 @@ void Job::update(JobSpec spec) {
 }
 
 void Job::openServices(Log& log) {
-  for (const auto& name : spec_.machServices) {
+  for (const auto& name : definition_.machServices) {
     auto it = std::find_if(services_.begin(), services_.end(),
                            [&](const auto& service) { return service->name() == name; });
     if (it == services_.end()) {
@@ -45,18 +45,18 @@ void Job::openServices(Log& log) {
     std::string error;
     switch (service.open(error)) {
       case MachService::OpenResult::Opened:
-        log.write("%s: listening for %s", spec_.label.c_str(), name.c_str());
+        log.write("%s: listening for %s", definition_.label.c_str(), name.c_str());
         break;
       case MachService::OpenResult::Taken:
       case MachService::OpenResult::Failed:
-        log.write("%s: cannot hold %s: %s", spec_.label.c_str(), name.c_str(), error.c_str());
+        log.write("%s: cannot hold %s: %s", definition_.label.c_str(), name.c_str(), error.c_str());
         break;
     }
   }
 }
 
 bool Job::hasPendingServices() const {
-  return services_.size() < spec_.machServices.size() ||
+  return services_.size() < definition_.machServices.size() ||
          std::any_of(services_.begin(), services_.end(),
                      [](const auto& service) { return !service->isOpen(); });
 }
@@ -67,9 +67,13 @@ void Job::closeServices() {
 }
 
 std::vector<std::string> Job::environment() const {
-  std::vector<std::string> env = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin", "HOME=/var/root",
-                                  "USER=root", "LOGNAME=root", "SHELL=/bin/sh",
-                                  "XPC_SERVICE_NAME=" + spec_.label, "XPC_FLAGS=0x0"};
+  std::vector<std::string> env = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin",
+                                  "HOME=/var/root",
+                                  "USER=root",
+                                  "LOGNAME=root",
+                                  "SHELL=/bin/sh",
+                                  "XPC_SERVICE_NAME=" + definition_.label,
+                                  "XPC_FLAGS=0x0"};
   for (const char* name : kInheritedVariables) {
     if (const char* value = getenv(name)) env.push_back(std::string(name) + "=" + value);
   }
@@ -80,22 +84,23 @@ std::vector<std::string> Job::environment() const {
     listeners += service->name() + "=" + std::to_string(service->fd());
   }
   if (!listeners.empty()) env.push_back("XPC_EMU_LISTENER_FDS=" + listeners);
-  for (const auto& [name, value] : spec_.environment) env.push_back(name + "=" + value);
+  for (const auto& [name, value] : definition_.environment) env.push_back(name + "=" + value);
   return env;
 }
 
 bool Job::start(std::string& error) {
   ProcessLauncher::Options options;
-  options.program = spec_.program;
-  options.arguments = spec_.arguments;
+  options.program = definition_.program;
+  options.arguments = definition_.arguments;
   options.environment = environment();
   for (const auto& service : services_) {
     if (service->isOpen()) options.inheritedFds.push_back(service->fd());
   }
   options.daemon = true;
-  options.standardOutPath = spec_.standardOutPath;
-  options.standardErrorPath = spec_.standardErrorPath;
-  options.workingDirectory = spec_.workingDirectory.empty() ? "/" : spec_.workingDirectory;
+  options.standardOutPath = definition_.standardOutPath;
+  options.standardErrorPath = definition_.standardErrorPath;
+  options.workingDirectory =
+      definition_.workingDirectory.empty() ? "/" : definition_.workingDirectory;
   startedAt_ = Clock::now();
   pid_ = ProcessLauncher::launch(options, error);
   if (pid_ < 0) {
@@ -111,7 +116,7 @@ std::string Job::exited(int status) {
   const bool clean = WIFEXITED(status) && WEXITSTATUS(status) == 0;
   // A clean exit is how an on-demand daemon goes idle: the next client may
   // start it again at once. A crash waits out the throttle interval.
-  if (clean && !spec_.keepAlive) {
+  if (clean && !definition_.keepAlive) {
     notBefore_ = Clock::now();
   } else {
     throttle();
@@ -121,4 +126,6 @@ std::string Job::exited(int status) {
   return "ended";
 }
 
-void Job::throttle() { notBefore_ = startedAt_ + std::chrono::seconds(spec_.throttleInterval); }
+void Job::throttle() {
+  notBefore_ = startedAt_ + std::chrono::seconds(definition_.throttleInterval);
+}

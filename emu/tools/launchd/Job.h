@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "JobSpec.h"
+#include "JobDefinition.h"
 #include "MachService.h"
 
 class Log;
@@ -17,11 +17,11 @@ class Job {
  public:
   using Clock = std::chrono::steady_clock;
 
-  Job(JobSpec spec, std::string rendezvousDir);
+  Job(JobDefinition definition, std::string rendezvousDir);
 
-  const JobSpec& spec() const { return spec_; }
+  const JobDefinition& definition() const { return definition_; }
   // Takes a changed definition; services it no longer names are dropped.
-  void update(JobSpec spec);
+  void update(JobDefinition definition);
 
   // Opens the services not open yet. A service another process holds stays
   // closed; hasPendingServices() tells the caller to try again later.
@@ -44,7 +44,7 @@ class Job {
  private:
   std::vector<std::string> environment() const;
 
-  JobSpec spec_;
+  JobDefinition definition_;
   std::string rendezvousDir_;
   std::vector<std::unique_ptr<MachService>> services_;
   pid_t pid_ = 0;

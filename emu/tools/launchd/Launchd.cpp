@@ -112,7 +112,7 @@ int Launchd::run() {
 }
 
 void Launchd::rescan() {
-  std::map<std::string, JobSpec> found;
+  std::map<std::string, JobDefinition> found;
   for (const auto& dir : options_.jobDirs) {
     if (inotifyFd_ >= 0) {
       inotify_add_watch(inotifyFd_, dir.c_str(),
@@ -131,22 +131,23 @@ void Launchd::rescan() {
     for (const auto& name : names) {
       const std::string path = dir + "/" + name;
       std::string error;
-      std::optional<JobSpec> spec = JobSpec::load(path, error);
-      if (spec && access(spec->program.c_str(), X_OK) != 0) {
-        error = "program " + spec->program + " is missing";
-        spec.reset();
+      std::optional<JobDefinition> definition = JobDefinition::load(path, error);
+      if (definition && access(definition->program.c_str(), X_OK) != 0) {
+        error = "program " + definition->program + " is missing";
+        definition.reset();
       }
-      if (spec && found.count(spec->label)) {
-        error = "label " + spec->label + " is already defined by " + found[spec->label].path;
-        spec.reset();
+      if (definition && found.count(definition->label)) {
+        error = "label " + definition->label + " is already defined by " +
+                found[definition->label].path;
+        definition.reset();
       }
-      if (!spec) {
+      if (!definition) {
         if (complaints_[path] != error) log_.write("ignoring %s: %s", path.c_str(), error.c_str());
         complaints_[path] = error;
         continue;
       }
       complaints_.erase(path);
-      found.emplace(spec->label, std::move(*spec));
+      found.emplace(definition->label, std::move(*definition));
     }
   }
 
@@ -156,17 +157,17 @@ void Launchd::rescan() {
   }
   for (const auto& label : gone) unload(label, "its plist or program was removed");
 
-  for (auto& [label, spec] : found) {
+  for (auto& [label, definition] : found) {
     auto it = jobs_.find(label);
     if (it == jobs_.end()) {
-      log_.write("loading %s from %s", label.c_str(), spec.path.c_str());
-      auto job = std::make_unique<Job>(std::move(spec), options_.rendezvousDir);
+      log_.write("loading %s from %s", label.c_str(), definition.path.c_str());
+      auto job = std::make_unique<Job>(std::move(definition), options_.rendezvousDir);
       job->openServices(log_);
       Job& loaded = *jobs_.emplace(label, std::move(job)).first->second;
-      if (loaded.spec().runAtLoad || loaded.spec().keepAlive) startJob(loaded);
-    } else if (it->second->spec() != spec) {
-      log_.write("reloading %s from %s", label.c_str(), spec.path.c_str());
-      it->second->update(std::move(spec));
+      if (loaded.definition().runAtLoad || loaded.definition().keepAlive) startJob(loaded);
+    } else if (it->second->definition() != definition) {
+      log_.write("reloading %s from %s", label.c_str(), definition.path.c_str());
+      it->second->update(std::move(definition));
       it->second->openServices(log_);
     }
   }
@@ -185,9 +186,9 @@ void Launchd::unload(const std::string& label, const char* why) {
 void Launchd::startJob(Job& job) {
   std::string error;
   if (job.start(error)) {
-    log_.write("%s: started pid %d", job.spec().label.c_str(), static_cast<int>(job.pid()));
+    log_.write("%s: started pid %d", job.definition().label.c_str(), static_cast<int>(job.pid()));
   } else {
-    log_.write("%s: %s", job.spec().label.c_str(), error.c_str());
+    log_.write("%s: %s", job.definition().label.c_str(), error.c_str());
   }
 }
 
@@ -196,8 +197,8 @@ void Launchd::startOnDemand(const std::string& label) {
   if (it == jobs_.end() || it->second->running()) return;
   // The folder watch may lag behind a removal; never start what is gone.
   struct stat st;
-  const JobSpec& spec = it->second->spec();
-  if (stat(spec.path.c_str(), &st) != 0 || access(spec.program.c_str(), X_OK) != 0) {
+  const JobDefinition& definition = it->second->definition();
+  if (stat(definition.path.c_str(), &st) != 0 || access(definition.program.c_str(), X_OK) != 0) {
     rescan();
     it = jobs_.find(label);
     if (it == jobs_.end()) return;
@@ -208,7 +209,7 @@ void Launchd::startOnDemand(const std::string& label) {
 void Launchd::startDueJobs() {
   const auto now = Job::Clock::now();
   for (auto& [label, job] : jobs_) {
-    if (job->spec().keepAlive && !job->running() && now >= job->notBefore()) startJob(*job);
+    if (job->definition().keepAlive && !job->running() && now >= job->notBefore()) startJob(*job);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
@@ -21,13 +22,15 @@ Log::~Log() {
 
 void Log::write(const char* format, ...) {
   if (fd_ < 0) return;
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
+  const auto now = std::chrono::system_clock::now();
+  const time_t seconds = std::chrono::system_clock::to_time_t(now);
+  const auto millis =
+      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
   tm local{};
-  localtime_r(&now.tv_sec, &local);
+  localtime_r(&seconds, &local);
   char line[1024];
   size_t n = strftime(line, sizeof line, "%Y-%m-%d %H:%M:%S", &local);
-  n += snprintf(line + n, sizeof line - n, ".%03ld launchd[%d]: ", now.tv_nsec / 1000000,
+  n += snprintf(line + n, sizeof line - n, ".%03lld launchd[%d]: ", static_cast<long long>(millis),
                 static_cast<int>(getpid()));
   va_list args;
   va_start(args, format);

@@ -58,8 +58,8 @@ void redirect(int target, const std::string& path, int flags) {
 pid_t ProcessLauncher::launch(const Options& options, std::string& error) {
   // Everything the child needs is built before fork.
   std::vector<char*> argv = pointers(options.arguments);
-  std::vector<char*> envp = options.environment ? pointers(*options.environment)
-                                                : std::vector<char*>{};
+  std::vector<char*> envp =
+      options.environment ? pointers(*options.environment) : std::vector<char*>{};
   char* const* environment = options.environment ? envp.data() : environ;
 
   int status[2];

@@ -48,8 +48,9 @@ std::optional<ElfImage> ElfImage::parse(std::string bytes, std::string& error) {
   uint64_t count = header.e_shnum ? header.e_shnum : first.sh_size;
   uint64_t namesIndex = header.e_shstrndx == SHN_XINDEX ? first.sh_link : header.e_shstrndx;
   Elf64_Shdr names;
-  if (namesIndex >= count || !sectionHeader(count - 1, names) || !sectionHeader(namesIndex, names) ||
-      names.sh_type == SHT_NOBITS || !fits(names.sh_offset, names.sh_size, bytes.size())) {
+  if (namesIndex >= count || !sectionHeader(count - 1, names) ||
+      !sectionHeader(namesIndex, names) || names.sh_type == SHT_NOBITS ||
+      !fits(names.sh_offset, names.sh_size, bytes.size())) {
     error = "malformed section header table";
     return std::nullopt;
   }

@@ -19,8 +19,8 @@ const char kLaunchdSection[] = "__launchd_plist";
 // Written next to the target and renamed over it, so that launchd never sees
 // a partial file.
 bool writeFile(const std::string& path, std::string_view bytes, mode_t mode, std::string& error) {
-  const std::string temporary = path.substr(0, path.rfind('/') + 1) + ".install-" +
-                                std::to_string(getpid());
+  const std::string temporary =
+      path.substr(0, path.rfind('/') + 1) + ".install-" + std::to_string(getpid());
   int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   bool ok = fd >= 0;
   for (size_t done = 0; ok && done < bytes.size();) {
@@ -93,8 +93,7 @@ std::optional<HelperInstaller::Installed> HelperInstaller::install(const std::st
   return installed;
 }
 
-bool HelperInstaller::waitUntilLoaded(const Installed& installed,
-                                      std::chrono::milliseconds timeout,
+bool HelperInstaller::waitUntilLoaded(const Installed& installed, std::chrono::milliseconds timeout,
                                       std::string& error) const {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   for (const auto& name : installed.machServices) {

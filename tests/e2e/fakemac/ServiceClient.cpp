@@ -28,7 +28,8 @@ std::optional<std::string> ServiceClient::request(const std::string& line,
                                                   std::chrono::seconds timeout) {
   if (fd_ < 0) return std::nullopt;
   const std::string message = line + "\n";
-  if (send(fd_, message.data(), message.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(message.size())) {
+  if (send(fd_, message.data(), message.size(), MSG_NOSIGNAL) !=
+      static_cast<ssize_t>(message.size())) {
     return std::nullopt;
   }
   const auto deadline = std::chrono::steady_clock::now() + timeout;

@@ -21,7 +21,8 @@
 #include <cstring>
 #include <string>
 
-asm(".pushsection __info_plist,\"a\"\n.incbin \"" STUB_INFO_PLIST "\"\n.popsection\n"
+asm(".pushsection __info_plist,\"a\"\n.incbin \"" STUB_INFO_PLIST
+    "\"\n.popsection\n"
     ".pushsection __launchd_plist,\"a\"\n.incbin \"" STUB_LAUNCHD_PLIST "\"\n.popsection\n");
 
 namespace {

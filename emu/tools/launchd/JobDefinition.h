@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-class JobSpec {
+class JobDefinition {
  public:
   // nullopt with `error` set when the file is not a usable job.
-  static std::optional<JobSpec> load(const std::string& path, std::string& error);
+  static std::optional<JobDefinition> load(const std::string& path, std::string& error);
 
   std::string path;  // the plist it came from
   std::string label;
@@ -24,6 +24,6 @@ class JobSpec {
   bool keepAlive = false;
   int throttleInterval = 10;  // launchd's default, in seconds
 
-  bool operator==(const JobSpec& other) const;
-  bool operator!=(const JobSpec& other) const { return !(*this == other); }
+  bool operator==(const JobDefinition& other) const;
+  bool operator!=(const JobDefinition& other) const { return !(*this == other); }
 };

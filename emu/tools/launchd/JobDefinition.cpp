@@ -1,4 +1,4 @@
-#include "JobSpec.h"
+#include "JobDefinition.h"
 
 #include <algorithm>
 #include <tuple>
@@ -13,17 +13,17 @@ bool validServiceName(const std::string& name) {
 
 }  // namespace
 
-std::optional<JobSpec> JobSpec::load(const std::string& path, std::string& error) {
+std::optional<JobDefinition> JobDefinition::load(const std::string& path, std::string& error) {
   Plist plist = Plist::load(path);
   if (!plist.isDict()) {
     error = "not a property list dictionary";
     return std::nullopt;
   }
   plist_t root = plist.get();
-  JobSpec spec;
-  spec.path = path;
-  spec.label = Plist::string(root, "Label").value_or("");
-  if (spec.label.empty()) {
+  JobDefinition definition;
+  definition.path = path;
+  definition.label = Plist::string(root, "Label").value_or("");
+  if (definition.label.empty()) {
     error = "no Label";
     return std::nullopt;
   }
@@ -31,18 +31,20 @@ std::optional<JobSpec> JobSpec::load(const std::string& path, std::string& error
     error = "disabled";
     return std::nullopt;
   }
-  spec.arguments = Plist::strings(root, "ProgramArguments").value_or(std::vector<std::string>{});
-  spec.program = Plist::string(root, "Program").value_or("");
-  if (spec.program.empty() && !spec.arguments.empty()) spec.program = spec.arguments.front();
-  if (spec.program.empty()) {
+  definition.arguments =
+      Plist::strings(root, "ProgramArguments").value_or(std::vector<std::string>{});
+  definition.program = Plist::string(root, "Program").value_or("");
+  if (definition.program.empty() && !definition.arguments.empty())
+    definition.program = definition.arguments.front();
+  if (definition.program.empty()) {
     error = "neither Program nor ProgramArguments";
     return std::nullopt;
   }
-  if (spec.program.front() != '/') {
-    error = "program path is not absolute: " + spec.program;
+  if (definition.program.front() != '/') {
+    error = "program path is not absolute: " + definition.program;
     return std::nullopt;
   }
-  if (spec.arguments.empty()) spec.arguments.push_back(spec.program);
+  if (definition.arguments.empty()) definition.arguments.push_back(definition.program);
 
   // A service is advertised with `true` or with a dictionary of options.
   for (const auto& [name, value] : Plist::entries(Plist::child(root, "MachServices", PLIST_DICT))) {
@@ -57,26 +59,27 @@ std::optional<JobSpec> JobSpec::load(const std::string& path, std::string& error
       error = "invalid Mach service name: " + name;
       return std::nullopt;
     }
-    spec.machServices.push_back(name);
+    definition.machServices.push_back(name);
   }
-  for (const auto& [name, value] : Plist::entries(Plist::child(root, "EnvironmentVariables", PLIST_DICT))) {
+  for (const auto& [name, value] :
+       Plist::entries(Plist::child(root, "EnvironmentVariables", PLIST_DICT))) {
     if (plist_get_node_type(value) != PLIST_STRING) continue;
     uint64_t length = 0;
     const char* text = plist_get_string_ptr(value, &length);
-    spec.environment[name] = std::string(text, length);
+    definition.environment[name] = std::string(text, length);
   }
-  spec.workingDirectory = Plist::string(root, "WorkingDirectory").value_or("");
-  spec.standardOutPath = Plist::string(root, "StandardOutPath").value_or("");
-  spec.standardErrorPath = Plist::string(root, "StandardErrorPath").value_or("");
-  spec.runAtLoad = Plist::boolean(root, "RunAtLoad").value_or(false);
-  spec.keepAlive = Plist::boolean(root, "KeepAlive").value_or(false);
+  definition.workingDirectory = Plist::string(root, "WorkingDirectory").value_or("");
+  definition.standardOutPath = Plist::string(root, "StandardOutPath").value_or("");
+  definition.standardErrorPath = Plist::string(root, "StandardErrorPath").value_or("");
+  definition.runAtLoad = Plist::boolean(root, "RunAtLoad").value_or(false);
+  definition.keepAlive = Plist::boolean(root, "KeepAlive").value_or(false);
   if (auto throttle = Plist::integer(root, "ThrottleInterval")) {
-    spec.throttleInterval = static_cast<int>(std::clamp<int64_t>(*throttle, 0, 3600));
+    definition.throttleInterval = static_cast<int>(std::clamp<int64_t>(*throttle, 0, 3600));
   }
-  return spec;
+  return definition;
 }
 
-bool JobSpec::operator==(const JobSpec& o) const {
+bool JobDefinition::operator==(const JobDefinition& o) const {
   return std::tie(path, label, program, arguments, machServices, environment, workingDirectory,
                   standardOutPath, standardErrorPath, runAtLoad, keepAlive, throttleInterval) ==
          std::tie(o.path, o.label, o.program, o.arguments, o.machServices, o.environment,
