@@ -1,0 +1,108 @@
+// smjobbless: what a blessed helper leaves behind, and the executables it
+// must refuse without installing anything.
+#include <elf.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "Command.h"
+#include "Plist.h"
+
+namespace fs = std::filesystem;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+
+namespace {
+
+const std::string kLabel = "com.example.fakemac.stub";
+
+std::string contents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+void writeFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+  chmod(path.c_str(), 0755);
+}
+
+bool nothingInstalled() {
+  return fs::is_empty("/Library/PrivilegedHelperTools") && fs::is_empty("/Library/LaunchDaemons");
+}
+
+TEST(InstallTest, CopiesTheHelperAndWritesItsJob) {
+  Command::Result result = Command::run({SMJOBBLESS_PATH, STUB_PATH});
+  ASSERT_EQ(result.status, 0) << result.output;
+
+  const std::string program = "/Library/PrivilegedHelperTools/" + kLabel;
+  struct stat st;
+  ASSERT_EQ(stat(program.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode, S_IFREG | 0544);
+  EXPECT_EQ(st.st_uid, 0u);
+  EXPECT_EQ(st.st_gid, 0u);
+  EXPECT_TRUE(contents(program) == contents(STUB_PATH));
+
+  const std::string plistPath = "/Library/LaunchDaemons/" + kLabel + ".plist";
+  ASSERT_EQ(stat(plistPath.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode, S_IFREG | 0644);
+  EXPECT_THAT(contents(plistPath), HasSubstr("<?xml"));
+  Plist job = Plist::load(plistPath);
+  ASSERT_TRUE(job.isDict());
+  EXPECT_EQ(Plist::string(job.get(), "Label"), kLabel);
+  EXPECT_EQ(Plist::string(job.get(), "Program"), program);
+  plist_t services = Plist::child(job.get(), "MachServices", PLIST_DICT);
+  EXPECT_EQ(Plist::boolean(services, kLabel.c_str()), true);
+}
+
+TEST(InstallTest, RefusesABundleIdentifierOtherThanTheLabel) {
+  Command::Result result = Command::run({SMJOBBLESS_PATH, MISMATCHED_STUB_PATH});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, AllOf(HasSubstr("CFBundleIdentifier"),
+                                   HasSubstr("com.example.fakemac.other"), HasSubstr(kLabel)));
+  EXPECT_TRUE(nothingInstalled());
+}
+
+TEST(InstallTest, RefusesAnExecutableWithoutEmbeddedPlists) {
+  Command::Result result = Command::run({SMJOBBLESS_PATH, "/bin/true"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, HasSubstr("no __info_plist section"));
+  EXPECT_TRUE(nothingInstalled());
+}
+
+// Damaged section tables must be refused, not read past (the sanitizer
+// build catches an out-of-bounds read here).
+TEST(InstallTest, RefusesDamagedExecutables) {
+  const std::string good = contents(STUB_PATH);
+  ASSERT_GT(good.size(), sizeof(Elf64_Ehdr));
+  Elf64_Ehdr header;
+  memcpy(&header, good.data(), sizeof header);
+
+  std::vector<std::string> damaged = {good.substr(0, 16), good.substr(0, sizeof header),
+                                      good.substr(0, good.size() / 2),
+                                      good.substr(0, good.size() - 1)};
+  auto patched = [&](auto change) {
+    Elf64_Ehdr h = header;
+    change(h);
+    std::string bytes = good;
+    memcpy(bytes.data(), &h, sizeof h);
+    damaged.push_back(bytes);
+  };
+  patched([](Elf64_Ehdr& h) { h.e_shoff = ~0ull - 8; });
+  patched([](Elf64_Ehdr& h) { h.e_shnum = 0xffff; });
+  patched([](Elf64_Ehdr& h) { h.e_shstrndx = h.e_shnum; });
+  patched([](Elf64_Ehdr& h) { h.e_ident[EI_CLASS] = ELFCLASS32; });
+
+  for (size_t i = 0; i < damaged.size(); ++i) {
+    const std::string path = "/tmp/damaged-" + std::to_string(i);
+    writeFile(path, damaged[i]);
+    Command::Result result = Command::run({SMJOBBLESS_PATH, path});
+    EXPECT_EQ(result.status, 1) << "case " << i << ": " << result.output;
+  }
+  EXPECT_TRUE(nothingInstalled());
+}
+
+}  // namespace

@@ -1,0 +1,233 @@
+// launchd inside the fake Mac: on-demand start through the rendezvous socket,
+// a fresh process per demand after an exit, the service lock, and clean
+// failure once the helper is gone. Each case runs in a fake Mac of its own.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "Command.h"
+#include "ServiceClient.h"
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+
+namespace {
+
+const std::string kLabel = "com.example.fakemac.stub";
+const std::string kProgram = "/Library/PrivilegedHelperTools/" + kLabel;
+const std::string kJobPlist = "/Library/LaunchDaemons/" + kLabel + ".plist";
+const std::string kSocket = "/var/run/xpc/" + kLabel;
+
+// Processes executing `program`, by pid.
+std::set<pid_t> processesRunning(const std::string& program) {
+  std::set<pid_t> pids;
+  for (const auto& entry : fs::directory_iterator("/proc")) {
+    std::error_code error;
+    if (fs::read_symlink(entry.path() / "exe", error) == program) {
+      pids.insert(std::stoi(entry.path().filename()));
+    }
+  }
+  return pids;
+}
+
+// Polls `done` until it holds; the limit only keeps a broken build from
+// hanging the suite.
+template <typename Predicate>
+bool eventually(Predicate done) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
+pid_t pidFromPong(const std::optional<std::string>& reply) {
+  if (!reply || reply->rfind("pong ", 0) != 0) return 0;
+  return std::stoi(reply->substr(5));
+}
+
+// State letter and parent pid from /proc/PID/stat; state 0 when gone.
+std::pair<char, pid_t> procStat(pid_t pid) {
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+  if (text.empty()) return {0, 0};
+  std::istringstream fields(text.substr(text.rfind(')') + 2));
+  char state = 0;
+  pid_t parent = 0;
+  fields >> state >> parent;
+  return {state, parent};
+}
+
+// launchd logs an event just after it happened, so possibly after the
+// client has seen its effect.
+bool launchdLogs(const std::string& line) {
+  return eventually([&] {
+    std::ifstream in("/var/log/launchd.log");
+    std::string log((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return log.find(line) != std::string::npos;
+  });
+}
+
+class OnDemandTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Command::Result installed = Command::run({SMJOBBLESS_PATH, STUB_PATH});
+    ASSERT_EQ(installed.status, 0) << installed.output;
+  }
+};
+
+TEST(LaunchdTest, IsTheFakeMacsInit) {
+  std::ifstream comm("/proc/1/comm");
+  std::string name;
+  comm >> name;
+  EXPECT_EQ(name, "launchd");
+}
+
+// launchd blocks and ignores signals for itself; what it starts (this test
+// program is its session command) must not inherit that.
+TEST(LaunchdTest, StartsProgramsWithDefaultSignalHandling) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("SigBlk:", 0) == 0 || line.rfind("SigIgn:", 0) == 0) {
+      EXPECT_EQ(std::stoull(line.substr(7), nullptr, 16), 0u) << line;
+    }
+  }
+}
+
+TEST_F(OnDemandTest, HoldsTheServiceWithoutStartingTheJob) {
+  struct stat st;
+  ASSERT_EQ(stat(kSocket.c_str(), &st), 0);
+  EXPECT_TRUE(S_ISSOCK(st.st_mode));
+  EXPECT_TRUE(processesRunning(kProgram).empty());
+}
+
+TEST_F(OnDemandTest, FirstConnectionStartsTheJobAsLaunchdsChild) {
+  pid_t pid = pidFromPong(ServiceClient::once(kLabel, "ping"));
+  ASSERT_GT(pid, 0);
+  EXPECT_EQ(processesRunning(kProgram), std::set<pid_t>{pid});
+  EXPECT_EQ(procStat(pid).second, 1);
+  EXPECT_TRUE(launchdLogs(kLabel + ": started pid " + std::to_string(pid)));
+}
+
+TEST_F(OnDemandTest, JobInheritsTheListeningSocketAndNothingElse) {
+  ServiceClient client(kLabel);
+  auto env = client.request("env");
+  ASSERT_TRUE(env);
+  int listener = -1;
+  char variable[128] = "";
+  ASSERT_EQ(sscanf(env->c_str(), "listener %d %127s", &listener, variable), 2) << *env;
+  EXPECT_EQ(variable, kLabel + "=" + std::to_string(listener));
+  EXPECT_GT(listener, 2);
+
+  // stdin/out/err, the listener, and the accepted connection: no lock file,
+  // no launchd internals.
+  auto fds = client.request("fds");
+  ASSERT_TRUE(fds);
+  std::istringstream list(fds->substr(4));
+  std::set<int> open;
+  for (int fd; list >> fd;) open.insert(fd);
+  EXPECT_EQ(open.size(), 5u) << *fds;
+  EXPECT_TRUE(open.count(listener)) << *fds;
+  for (int fd : {0, 1, 2}) EXPECT_TRUE(open.count(fd)) << *fds;
+}
+
+TEST_F(OnDemandTest, ExitedJobIsStartedAfreshByTheNextConnection) {
+  ServiceClient first(kLabel);
+  pid_t firstPid = pidFromPong(first.request("ping"));
+  ASSERT_GT(firstPid, 0);
+  ASSERT_EQ(first.request("quit"), "bye");
+
+  // Connects while the first process may still be exiting: launchd must
+  // not lose this client, it starts the next process for it.
+  pid_t secondPid = pidFromPong(ServiceClient::once(kLabel, "ping"));
+  ASSERT_GT(secondPid, 0);
+  EXPECT_NE(secondPid, firstPid);
+  EXPECT_TRUE(eventually([&] { return kill(firstPid, 0) != 0; })) << "first process not reaped";
+  EXPECT_TRUE(launchdLogs(kLabel + ": pid " + std::to_string(firstPid) + " exited with status 0"));
+}
+
+TEST_F(OnDemandTest, SecondInstanceCannotTakeTheService) {
+  Command::Result idle = Command::run({STUB_PATH});
+  EXPECT_EQ(idle.status, 3) << idle.output;
+  EXPECT_THAT(idle.output, HasSubstr("taken"));
+
+  ASSERT_GT(pidFromPong(ServiceClient::once(kLabel, "ping")), 0);
+  Command::Result running = Command::run({STUB_PATH});
+  EXPECT_EQ(running.status, 3) << running.output;
+}
+
+TEST_F(OnDemandTest, RemovedHelperFailsCleanly) {
+  ServiceClient client(kLabel);
+  pid_t pid = pidFromPong(client.request("ping"));
+  ASSERT_GT(pid, 0);
+  ASSERT_EQ(client.request("quit"), "bye");
+  ASSERT_EQ(unlink(kProgram.c_str()), 0);
+  ASSERT_EQ(unlink(kJobPlist.c_str()), 0);
+
+  // Whether launchd has seen the removal yet or not, the client is turned
+  // away: refused at connect, or its connection closed. Never served, never
+  // left hanging until the timeout.
+  ServiceClient late(kLabel);
+  if (late.connectError() == 0) {
+    EXPECT_EQ(late.request("ping"), std::nullopt);
+  } else {
+    EXPECT_THAT(late.connectError(), ::testing::AnyOf(ENOENT, ECONNREFUSED));
+  }
+  EXPECT_TRUE(eventually([] { return access(kSocket.c_str(), F_OK) != 0; }));
+  EXPECT_EQ(ServiceClient(kLabel).connectError(), ENOENT);
+  EXPECT_TRUE(eventually([&] { return kill(pid, 0) != 0; })) << "not reaped";
+}
+
+TEST_F(OnDemandTest, ReinstalledHelperIsServedAgain) {
+  ASSERT_EQ(unlink(kJobPlist.c_str()), 0);
+  ASSERT_TRUE(eventually([] { return access(kSocket.c_str(), F_OK) != 0; }));
+  Command::Result installed = Command::run({SMJOBBLESS_PATH, STUB_PATH});
+  ASSERT_EQ(installed.status, 0) << installed.output;
+  EXPECT_GT(pidFromPong(ServiceClient::once(kLabel, "ping")), 0);
+}
+
+TEST(CfprefsdTest, SurvivesHangupLikeTheRealOne) {
+  // Started by launchd at boot from /usr/sbin/cfprefsd, a link to the tool.
+  std::set<pid_t> running = processesRunning(fs::canonical("/usr/sbin/cfprefsd"));
+  ASSERT_EQ(running.size(), 1u);
+  pid_t pid = *running.begin();
+  // As on a Mac, a cfprefsd still starting up would die of SIGHUP: wait
+  // until it catches the signal.
+  auto catchesHangup = [pid] {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.rfind("SigCgt:", 0) == 0) {
+        return ((std::stoull(line.substr(7), nullptr, 16) >> (SIGHUP - 1)) & 1) != 0;
+      }
+    }
+    return false;
+  };
+  ASSERT_TRUE(eventually(catchesHangup));
+
+  Command::Result hup = Command::run({"/usr/bin/killall", "-HUP", "cfprefsd"});
+  ASSERT_EQ(hup.status, 0) << hup.output;
+  // Once no signal is pending it has been dealt with, one way or the other.
+  auto pending = [pid] {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    std::string line, masks;
+    while (std::getline(status, line)) {
+      if (line.rfind("SigPnd:", 0) == 0 || line.rfind("ShdPnd:", 0) == 0) masks += line.substr(7);
+    }
+    return masks.find_first_not_of("\t 0") != std::string::npos;
+  };
+  ASSERT_TRUE(eventually([&] { return !pending(); }));
+  char state = procStat(pid).first;
+  EXPECT_TRUE(state != 0 && state != 'Z') << "cfprefsd died of SIGHUP";
+}
+
+}  // namespace

@@ -1,0 +1,47 @@
+#!/bin/bash
+# fakemac's commands from the host: a fake Mac kept up across several
+# commands, a helper installed into it and started on demand, and nothing
+# left of it after `down`.
+#   lifecycle.sh FAKEMAC TOOLS_DIR STUB
+set -u
+fakemac=$1 tools=$2 stub=$3
+name=lifecycle-$$
+service=com.example.fakemac.stub
+if [ "$EUID" -eq 0 ]; then state=/run/fakemac/$name; else state=${XDG_RUNTIME_DIR:-/tmp}/fakemac-$EUID/$name; fi
+
+fm() { "$fakemac" --tools "$tools" "$@"; }
+fail() {
+  echo "FAIL: $*" >&2
+  fm down "$name" >/dev/null 2>&1
+  exit 1
+}
+
+status() { "$@" >/dev/null 2>&1; echo $?; }
+[ "$(status fm run -- sh -c 'exit 5')" = 5 ] || fail "run does not pass the exit status on"
+
+fm up "$name" || fail "up"
+fm up "$name" 2>/dev/null && fail "a second up under the same name succeeded"
+holder=$(cat "$state/pid") || fail "no pid in $state"
+[ "$(cat "/proc/$holder/comm")" = launchd ] || fail "the holder is not launchd"
+
+fm exec "$name" -- sh -c 'echo kept >/Library/Preferences/marker' || fail "exec"
+[ "$(fm exec "$name" -- cat /Library/Preferences/marker)" = kept ] ||
+  fail "a file written by one exec is not there for the next"
+[ "$(status fm exec "$name" -- sh -c 'exit 7')" = 7 ] || fail "exec does not pass the exit status on"
+[ "$(fm exec "$name" -- sh -c 'echo $$')" != "$(fm exec "$name" -- sh -c 'echo $$')" ] ||
+  fail "exec commands share a pid"
+
+fm install "$name" "$stub" | grep -q "installed $service" || fail "install"
+first=$(fm exec "$name" -- "$stub" --send "$service" ping) || fail "first connection"
+[ "$(fm exec "$name" -- "$stub" --send "$service" quit)" = bye ] || fail "quit"
+second=$(fm exec "$name" -- "$stub" --send "$service" ping) || fail "second connection"
+[ "$first" != "$second" ] || fail "the job was not started afresh: $first"
+fm exec "$name" -- /usr/bin/killall -HUP cfprefsd || fail "killall -HUP cfprefsd"
+
+fm down "$name" || fail "down"
+[ -e "$state" ] && fail "$state is left behind"
+for _ in $(seq 100); do [ -e "/proc/$holder" ] || break; sleep 0.05; done
+[ -e "/proc/$holder" ] && fail "launchd $holder still runs after down"
+fm exec "$name" -- true 2>/dev/null && fail "exec into a fake Mac that is down succeeded"
+fm down "$name" 2>/dev/null && fail "down of a fake Mac that is down succeeded"
+echo "lifecycle: ok"
