@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -93,16 +91,19 @@ ProcessResult ChildProcess::run(const std::vector<std::string>& argv) {
 }
 
 bool waitForService(const std::string& label) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::string path = "/var/run/xpc/" + label;
-  strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-  // Only a guard against a hang: the service normally answers at once.
+  // Looks for the listening socket without connecting: a probe connection
+  // would itself be a client of the service and move its log stream.
+  const std::string path = " /var/run/xpc/" + label;
+  const std::string listening = " 00010000 ";  // __SO_ACCEPTCON in the flags column
+  // Only a guard against a hang: the service normally listens at once.
   for (int attempt = 0; attempt < 3000; ++attempt) {
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(fd);
-    if (connected) return true;
+    std::ifstream table("/proc/net/unix");
+    std::string line;
+    while (std::getline(table, line)) {
+      bool samePath = line.size() >= path.size() &&
+                      line.compare(line.size() - path.size(), path.size(), path) == 0;
+      if (samePath && line.find(listening) != std::string::npos) return true;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return false;

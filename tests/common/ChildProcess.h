@@ -33,5 +33,5 @@ class ChildProcess {
   int status_ = -1;
 };
 
-// Waits until the Mach service accepts connections (false if it never does).
+// Waits until the Mach service listens (false if it never does).
 bool waitForService(const std::string& label);

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -15,11 +16,14 @@ struct LogLine {
   std::string text;
   bool operator==(const LogLine& other) const { return level == other.level && text == other.text; }
 };
+void PrintTo(const LogLine& line, std::ostream* out);
 
 // A client of a Mach service for tests: sends requests, waits for replies and
 // collects the log lines the service streams in between. Log lines and replies
 // are handled on one serial queue, so every line sent before a reply has been
-// collected when the reply is returned.
+// collected when the reply is returned; lines sent after it may or may not
+// have arrived yet, so the client shows only the lines that came before the
+// most recent reply.
 class XpcTestClient {
  public:
   explicit XpcTestClient(const std::string& service);
@@ -34,14 +38,10 @@ class XpcTestClient {
   xpc::XpcRef sendCommand(const std::string& command);
   void sendWithoutReply(xpc_object_t message);
 
-  // Log lines received so far; takeLogLines also forgets them.
+  // Log lines that arrived before the most recent reply; takeLogLines also
+  // forgets them.
   std::vector<LogLine> logLines();
   std::vector<LogLine> takeLogLines();
-  // Waits until at least `count` log lines have arrived.
-  bool waitForLogLines(size_t count);
-  // Error events delivered to the event handler so far.
-  std::vector<xpc_object_t> errorEvents();
-  bool waitForErrorEvent(xpc_object_t error);
 
   void cancel();
   xpc_connection_t connection() const { return connection_; }
@@ -55,7 +55,7 @@ class XpcTestClient {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<LogLine> lines_;
-  std::vector<xpc_object_t> errors_;
+  size_t linesBeforeReply_ = 0;
 };
 
 // {"Command": command} as a new request (owned by the caller).

@@ -4,7 +4,7 @@
 #include <string>
 
 // Renders an XPC object tree as one line of JSON, for scripts that read the
-// client's output. Data becomes a hexadecimal string; keys keep their order.
+// client's output. Data becomes a hexadecimal string; keys come in the dictionary's own order.
 class XpcJson {
  public:
   static std::string render(xpc_object_t object);

@@ -75,8 +75,8 @@ TEST(XpcJsonTest, RendersRepliesAndLogLinesAsJson) {
   xpc_dictionary_set_bool(message.get(), "Success", false);
   xpc_dictionary_set_data(message.get(), "SSID", "ab\0", 3);
   EXPECT_EQ(XpcJson::render(message.get()),
-            "{\"LogLine\":\"quote \\\" slash \\\\ tab\\t bell\\u0007\",\"LogLevel\":200,"
-            "\"Success\":false,\"SSID\":\"616200\"}");
+            "{\"LogLevel\":200,\"LogLine\":\"quote \\\" slash \\\\ tab\\t bell\\u0007\","
+            "\"SSID\":\"616200\",\"Success\":false}");
 }
 
 }  // namespace

@@ -1,0 +1,174 @@
+// A ping's round trip through the emulated XPC to the real helper process —
+// request, the log lines streamed during it, reply — against a raw Unix-socket
+// exchange of the same traffic: the same number of messages and bytes each
+// way, measured from the helper's own I/O counters. Run inside a fake Mac.
+//
+// Prints the ratio of the two, and the helper's resident memory when idle and
+// after 100,000 pings.
+
+#include <benchmark/benchmark.h>
+#include <dispatch/dispatch.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xpc/xpc.h>
+
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.h"
+
+namespace {
+
+const std::string kLabel = MACHELPER_SERVICE_LABEL;
+
+// Messages the helper sends for one ping: the log lines and the reply.
+constexpr int kMessagesPerPing = 8;
+
+long procField(pid_t pid, const char* file, const std::string& field) {
+  std::ifstream in("/proc/" + std::to_string(pid) + "/" + file);
+  std::string key;
+  long value = 0;
+  while (in >> key) {
+    if (key == field) {
+      in >> value;
+      return value;
+    }
+    in.ignore(1 << 16, '\n');
+  }
+  return -1;
+}
+
+struct Helper {
+  ChildProcess process{{MACHELPER_HELPER_PATH}};
+  dispatch_queue_t queue = dispatch_queue_create("bench.client", DISPATCH_QUEUE_SERIAL);
+  xpc_connection_t connection = nullptr;
+  xpc_object_t ping = nullptr;
+  long idleRss = 0;
+
+  Helper() {
+    waitForService(kLabel);
+    connection = xpc_connection_create_mach_service(kLabel.c_str(), queue, 0);
+    xpc_connection_set_event_handler(connection, ^(xpc_object_t) {
+    });
+    xpc_connection_resume(connection);
+    ping = xpc_dictionary_create(nullptr, nullptr, 0);
+    xpc_dictionary_set_string(ping, "Command", "ping");
+    roundTrip();
+    idleRss = procField(process.pid(), "status", "VmRSS:");
+  }
+
+  void roundTrip() {
+    xpc_object_t reply = xpc_connection_send_message_with_reply_sync(connection, ping);
+    xpc_release(reply);
+  }
+};
+
+Helper& helper() {
+  static Helper* instance = new Helper;
+  return *instance;
+}
+
+// Bytes the helper reads and writes per ping, averaged over many pings.
+struct Traffic {
+  long requestBytes;
+  long replyBytes;
+};
+
+Traffic measureTraffic() {
+  Helper& h = helper();
+  const int pings = 1000;
+  long readBefore = procField(h.process.pid(), "io", "rchar:");
+  long writtenBefore = procField(h.process.pid(), "io", "wchar:");
+  for (int i = 0; i < pings; ++i) h.roundTrip();
+  return {(procField(h.process.pid(), "io", "rchar:") - readBefore) / pings,
+          (procField(h.process.pid(), "io", "wchar:") - writtenBefore) / pings};
+}
+
+void BM_PingThroughXpc(benchmark::State& state) {
+  Helper& h = helper();
+  for (auto _ : state) h.roundTrip();
+}
+BENCHMARK(BM_PingThroughXpc);
+
+// The same traffic over a bare socket pair to a forked process that answers
+// each request with kMessagesPerPing writes, the last one being the reply.
+void BM_PingRawSocket(benchmark::State& state) {
+  static const Traffic traffic = measureTraffic();
+  int fds[2];
+  socketpair(AF_UNIX, SOCK_STREAM, 0, fds);
+  std::vector<char> request(traffic.requestBytes, 'q');
+  const long messageBytes = traffic.replyBytes / kMessagesPerPing;
+  pid_t server = fork();
+  if (server == 0) {
+    close(fds[0]);
+    std::vector<char> in(request.size()), out(messageBytes, 'r');
+    for (;;) {
+      size_t got = 0;
+      while (got < in.size()) {
+        ssize_t n = read(fds[1], in.data() + got, in.size() - got);
+        if (n <= 0) _exit(0);
+        got += n;
+      }
+      for (int m = 0; m < kMessagesPerPing; ++m) {
+        if (write(fds[1], out.data(), out.size()) < 0) _exit(0);
+      }
+    }
+  }
+  close(fds[1]);
+  std::vector<char> answer(messageBytes * kMessagesPerPing);
+  for (auto _ : state) {
+    if (write(fds[0], request.data(), request.size()) < 0) break;
+    size_t got = 0;
+    while (got < answer.size()) {
+      ssize_t n = read(fds[0], answer.data() + got, answer.size() - got);
+      if (n <= 0) break;
+      got += n;
+    }
+  }
+  close(fds[0]);
+  waitpid(server, nullptr, 0);
+  state.counters["request_bytes"] = traffic.requestBytes;
+  state.counters["helper_bytes"] = traffic.replyBytes;
+}
+BENCHMARK(BM_PingRawSocket);
+
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) times_[run.benchmark_name()] = run.GetAdjustedRealTime();
+    ConsoleReporter::ReportRuns(runs);
+  }
+  double ratio() const {
+    auto xpc = times_.find("BM_PingThroughXpc"), raw = times_.find("BM_PingRawSocket");
+    if (xpc == times_.end() || raw == times_.end() || raw->second == 0) return 0;
+    return xpc->second / raw->second;
+  }
+
+ private:
+  std::map<std::string, double> times_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  signal(SIGPIPE, SIG_IGN);
+  benchmark::Initialize(&argc, argv);
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  printf("\nXPC ping / raw socket exchange: %.2fx (target: within 3x)\n", reporter.ratio());
+
+  Helper& h = helper();
+  long afterBenchmarks = procField(h.process.pid(), "status", "VmRSS:");
+  for (int i = 0; i < 100000; ++i) h.roundTrip();
+  long after = procField(h.process.pid(), "status", "VmRSS:");
+  printf("helper resident memory: %ld kB idle after its first ping, %ld kB after the benchmarks, "
+         "%ld kB after 100,000 more pings\n",
+         h.idleRss, afterBenchmarks, after);
+  benchmark::Shutdown();
+  return 0;
+}
