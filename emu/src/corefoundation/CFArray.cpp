@@ -67,7 +67,7 @@ CFHashCode arrayHash(CFTypeRef cf) { return static_cast<CFArrayRef>(cf)->values.
 CFStringRef arrayCopyDebugDesc(CFTypeRef cf) {
   auto array = static_cast<CFArrayRef>(cf);
   std::u16string text = utf16FromUTF8(descriptionPrefix(cf) + strprintf("{type = %s, count = %zu, values = (\n",
-                                                                        isMutable(cf) ? "mutable" : "immutable",
+                                                                        isMutable(cf) ? "mutable-small" : "immutable",
                                                                         array->values.size()));
   for (size_t i = 0; i < array->values.size(); ++i) {
     text += utf16FromUTF8(strprintf("\t%zu : ", i));

@@ -136,9 +136,11 @@ std::u16string describe(CFDictionaryCopyDescriptionCallBack copyDescription, con
 
 CFStringRef dictionaryCopyDebugDesc(CFTypeRef cf) {
   auto dictionary = static_cast<CFDictionaryRef>(cf);
-  std::u16string text = utf16FromUTF8(descriptionPrefix(cf) + strprintf("{type = %s dict, count = %zu,\nentries =>\n",
-                                                                        isMutable(cf) ? "mutable" : "immutable",
-                                                                        dictionary->entries.size()));
+  // Shown as the Mac shows it, after the hash table behind dictionaries.
+  std::u16string text = utf16FromUTF8(
+      strprintf("<CFBasicHash 0x%lx [0x%lx]>{type = %s dict, count = %zu,\nentries =>\n", reinterpret_cast<unsigned long>(cf),
+                reinterpret_cast<unsigned long>(kCFAllocatorSystemDefault), isMutable(cf) ? "mutable" : "immutable",
+                dictionary->entries.size()));
   size_t i = 0;
   for (const Entry &entry : dictionary->entries) {
     text += utf16FromUTF8(strprintf("\t%zu : ", i++)) + describe(dictionary->keyCallBacks.copyDescription, entry.key) +

@@ -79,9 +79,11 @@ TEST_F(CFPropertyListTest, XmlPreferencesEditedAndSavedAsBinaryReadBackEqual) {
 
 TEST_F(CFPropertyListTest, BinaryFixtureYieldsEveryValueType) {
   CFErrorRef error = nullptr;
+  CFPropertyListFormat format = 0;
   auto plist = adopt(CFPropertyListCreateWithData(nullptr, fixture("loginwindow.plist").get(),
-                                                  kCFPropertyListImmutable, nullptr, &error));
+                                                  kCFPropertyListMutableContainersAndLeaves, &format, &error));
   ASSERT_TRUE(plist) << description(error);
+  EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);
   EXPECT_EQ(utf8(static_cast<CFStringRef>(at(plist.get(), "lastUserName"))), "jappleseed");
   EXPECT_EQ(at(plist.get(), "GuestEnabled"), kCFBooleanFalse);
   EXPECT_EQ(at(plist.get(), "SHOWFULLNAME"), kCFBooleanTrue);
@@ -110,6 +112,20 @@ TEST_F(CFPropertyListTest, BinaryFixtureYieldsEveryValueType) {
     return copy;
   };
   EXPECT_TRUE(CFEqual(withoutDates(fromXml.get()).get(), withoutDates(plist.get()).get()));
+
+  // Leaves are mutable too; the edited list survives a binary round trip.
+  CFDataAppendBytes(static_cast<CFMutableDataRef>(const_cast<void *>(at(plist.get(), "BackgroundColor"))),
+                    reinterpret_cast<const UInt8 *>("\x80"), 1);
+  CFArrayAppendValue(static_cast<CFMutableArrayRef>(const_cast<void *>(at(plist.get(), "HiddenUsersList"))),
+                     CFSTR("support"));
+  CFDictionarySetValue(static_cast<CFMutableDictionaryRef>(const_cast<void *>(at(plist.get(), "ScreenSaver"))),
+                       CFSTR("idleTime"), cfnumber(300LL).get());
+  auto binary = adopt(CFPropertyListCreateData(nullptr, plist.get(), kCFPropertyListBinaryFormat_v1_0, 0, &error));
+  ASSERT_TRUE(binary) << description(error);
+  auto reread = adopt(CFPropertyListCreateWithData(nullptr, binary.get(), kCFPropertyListImmutable, nullptr, &error));
+  ASSERT_TRUE(reread) << description(error);
+  EXPECT_TRUE(CFEqual(reread.get(), plist.get()));
+  EXPECT_EQ(CFDataGetLength(static_cast<CFDataRef>(at(reread.get(), "BackgroundColor"))), 6);
 }
 
 TEST_F(CFPropertyListTest, XmlOutputSortsKeysLikeTheMac) {
