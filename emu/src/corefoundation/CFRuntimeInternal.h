@@ -1,27 +1,30 @@
 #pragma once
 // The CF object runtime, for the other emulated frameworks. It makes their
 // opaque types (SCPreferencesRef, SecCertificateRef, ...) real CF types, so
-// CFRetain, CFRelease, CFGetTypeID, CFEqual, CFHash, CFCopyDescription and
-// CFShow work on them and they count in emu_cf_live_objects().
+// CFRetain, CFRelease, CFGetRetainCount, CFGetTypeID, CFEqual, CFHash,
+// CFCopyDescription, %@ and CFShow work on them and they count in
+// emu_cf_live_objects().
 //
 // 1. Lay the instance out with the header first:
 //      struct __SCPreferences { CFRuntimeBase base; CFStringRef name; ... };
-// 2. Describe the class once; NULL callbacks get the defaults (equal is
-//    identity, hash is the address, both descriptions are
-//    "<ClassName 0x... [0x...]>"):
+// 2. Describe the class; NULL callbacks get the defaults (equal is identity,
+//    hash is the address, both descriptions "<ClassName 0x... [0x...]>"):
 //      static const CFRuntimeClass kSCPreferencesClass = {
 //          "SCPreferences", finalize, NULL, NULL, NULL, copyDebugDesc};
-// 3. Register it once and hand out the id:
+// 3. Register it once; the id is what the framework's GetTypeID returns:
 //      CFTypeID SCPreferencesGetTypeID(void) {
-//        static CFTypeID id;  // C++: static const CFTypeID id = _CFRuntimeRegisterClass(...)
-//        static pthread_once_t once = PTHREAD_ONCE_INIT; ...
+//        static const CFTypeID typeID = _CFRuntimeRegisterClass(&kSCPreferencesClass);  // C++
+//        return typeID;
 //      }
+//    (in C, register under pthread_once).
 // 4. Create instances: zero-filled after the header, retain count 1.
 //      struct __SCPreferences *p = (struct __SCPreferences *)_CFRuntimeCreateInstance(
 //          NULL, SCPreferencesGetTypeID(), sizeof(*p) - sizeof(CFRuntimeBase));
-// The last CFRelease calls finalize (which releases what the fields own) and
-// frees the memory. C++ classes may hold non-trivial members: create them with
-// emu::cfCreate<T>() and use emu::cfFinalize<T> as finalize (see below).
+// The last CFRelease calls finalize, which releases what the fields own, then
+// frees the memory. In C++, types with non-trivial members are created with
+// emu::cfCreate<T>() and use emu::cfFinalize<T> (or call it) as finalize.
+// Misuse (NULL, or a pointer that is not a CF object) ends the
+// process with a message, as it crashes on the Mac.
 
 #include <CoreFoundation/CoreFoundation.h>
 
