@@ -176,12 +176,12 @@ void pad(std::u16string &text, const Piece &piece, int width) {
 // Integer and floating-point conversions go through the C library.
 template <typename T>
 std::u16string printfValue(const Piece &piece, int width, int precision, const char *lengthModifier, T value) {
-  std::string spec = "%" + piece.flags;
-  if (width >= 0) spec += std::to_string(width);
-  if (precision >= 0) spec += "." + std::to_string(precision);
-  spec += lengthModifier;
-  spec.push_back(static_cast<char>(piece.conversion));
-  return widen(strprintf(spec.c_str(), value));
+  std::string cFormat = "%" + piece.flags;
+  if (width >= 0) cFormat += std::to_string(width);
+  if (precision >= 0) cFormat += "." + std::to_string(precision);
+  cFormat += lengthModifier;
+  cFormat.push_back(static_cast<char>(piece.conversion));
+  return widen(strprintf(cFormat.c_str(), value));
 }
 
 std::u16string render(const Piece &piece, const std::vector<Arg> &args) {
