@@ -1,0 +1,44 @@
+/* CFError.h: errors with a domain, a code and a user-info dictionary. */
+#if !defined(__COREFOUNDATION_CFERROR__)
+#define __COREFOUNDATION_CFERROR__ 1
+
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFDictionary.h>
+#include <CoreFoundation/CFString.h>
+
+CF_EXTERN_C_BEGIN
+
+typedef struct __CFError *CFErrorRef;
+typedef CFStringRef CFErrorDomain;
+
+CF_EXPORT const CFErrorDomain kCFErrorDomainPOSIX;
+CF_EXPORT const CFErrorDomain kCFErrorDomainOSStatus;
+CF_EXPORT const CFErrorDomain kCFErrorDomainMach;
+CF_EXPORT const CFErrorDomain kCFErrorDomainCocoa;
+
+CF_EXPORT const CFStringRef kCFErrorLocalizedDescriptionKey;
+CF_EXPORT const CFStringRef kCFErrorLocalizedFailureKey;
+CF_EXPORT const CFStringRef kCFErrorLocalizedFailureReasonKey;
+CF_EXPORT const CFStringRef kCFErrorLocalizedRecoverySuggestionKey;
+CF_EXPORT const CFStringRef kCFErrorDescriptionKey;
+CF_EXPORT const CFStringRef kCFErrorUnderlyingErrorKey;
+CF_EXPORT const CFStringRef kCFErrorURLKey;
+CF_EXPORT const CFStringRef kCFErrorFilePathKey;
+
+CF_EXPORT CFTypeID CFErrorGetTypeID(void);
+CF_EXPORT CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
+                                   CFDictionaryRef userInfo);
+CF_EXPORT CFErrorRef CFErrorCreateWithUserInfoKeysAndValues(CFAllocatorRef allocator, CFErrorDomain domain,
+                                                            CFIndex code, const void *const *userInfoKeys,
+                                                            const void *const *userInfoValues,
+                                                            CFIndex numUserInfoValues);
+CF_EXPORT CFErrorDomain CFErrorGetDomain(CFErrorRef err);
+CF_EXPORT CFIndex CFErrorGetCode(CFErrorRef err);
+CF_EXPORT CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef err);
+CF_EXPORT CFStringRef CFErrorCopyDescription(CFErrorRef err);
+CF_EXPORT CFStringRef CFErrorCopyFailureReason(CFErrorRef err);
+CF_EXPORT CFStringRef CFErrorCopyRecoverySuggestion(CFErrorRef err);
+
+CF_EXTERN_C_END
+
+#endif /* ! __COREFOUNDATION_CFERROR__ */
