@@ -196,6 +196,7 @@ TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListType) {
   CFRef<CFNumberRef> real(CFNumberCreate(nullptr, kCFNumberDoubleType, &ratio), RefPolicy::Adopt);
   CFRef<CFArrayRef> empty(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks),
                           RefPolicy::Adopt);
+  CFRef<CFUUIDRef> uuid(CFUUIDCreate(nullptr), RefPolicy::Adopt);
 
   const std::pair<CFTypeRef, std::string> cases[] = {
       {inner.get(), "Dictionary {\n\t\tSecure = false\n\t}\n"},
@@ -203,6 +204,7 @@ TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListType) {
       {data.get(), "DEAD000F\n"},
       {real.get(), "2.5\n"},
       {empty.get(), "Array {\n\t}\n"},
+      {uuid.get(), "Unexpected value type of 'CFUUID'\n"},
   };
   for (const auto& [value, rendered] : cases) {
     DictionaryHelper single(nullptr);

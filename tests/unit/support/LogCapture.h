@@ -1,29 +1,34 @@
 #pragma once
+#include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "Logger.h"
-#include "ServiceLoopback.h"
-#include "XpcTestClient.h"
 
-// A real Logger whose lines come back to the test: it is attached to the peer
-// of an in-process service, and that service's client collects what the
-// Logger streams, as the helper's client would.
+struct LogLine {
+  int64_t level;
+  std::string text;
+  bool operator==(const LogLine& other) const { return level == other.level && text == other.text; }
+};
+
+inline std::ostream& operator<<(std::ostream& out, const LogLine& line) {
+  return out << "{" << line.level << ", \"" << line.text << "\"}";
+}
+
+// The lines the objects under test log. This program links a recording
+// Logger (LogCapture.cpp defines Logger's members, so the linker never takes
+// the XPC-sending one from machelper_logger): support tests need the texts,
+// not a client connection.
 class LogCapture {
  public:
   LogCapture();
-  ~LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-
   Logger* logger() { return &logger_; }
-  // Every line logged so far, then forgets them.
+  // Every line logged so far; forgets them.
   std::vector<LogLine> take();
-  // Whether a line with exactly this level and text was logged (and forgets all).
+  // Whether exactly this line was logged since the last look; forgets them all.
   bool saw(int level, const std::string& text);
 
  private:
-  ServiceLoopback service_;
-  XpcTestClient client_;
   Logger logger_;
 };

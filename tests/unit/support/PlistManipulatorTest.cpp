@@ -74,6 +74,13 @@ TEST_F(PlistManipulatorTest, LoadedDocumentsAreEditable) {
   std::string version;
   EXPECT_EQ(reread.getValue("LastAttemptSystemVersion", version), 0);
   EXPECT_EQ(version, "10.15.7 (19H2)");
+
+  // Every value of a real preference file has a rendering, dates included.
+  std::string dump = reread.toString();
+  EXPECT_NE(dump.find("\tLastSuccessfulDate = "), std::string::npos) << dump;
+  EXPECT_EQ(dump.find("Unexpected value type"), std::string::npos) << dump;
+  EXPECT_NE(dump.find("\t\t0 : Dictionary {\n"), std::string::npos) << dump;
+  EXPECT_NE(dump.find("\t\t\tDisplay Name = Safari\n"), std::string::npos) << dump;
 }
 
 TEST_F(PlistManipulatorTest, OneDocumentPerInstance) {

@@ -5,11 +5,12 @@
 
 #include "emu/ObjectCounts.h"
 
-// Every support test must leave no CF object alive behind it.
+// Every support test must leave no CF object alive behind it. Counted from
+// before the derived fixture's members exist until after they are gone.
 class SupportTest : public ::testing::Test {
  protected:
-  void SetUp() override { liveAtStart_ = emu_cf_live_objects(); }
-  void TearDown() override {
+  SupportTest() : liveAtStart_(emu_cf_live_objects()) {}
+  ~SupportTest() override {
     EXPECT_EQ(emu_cf_live_objects(), liveAtStart_) << "CF objects were left alive";
   }
 
@@ -18,5 +19,5 @@ class SupportTest : public ::testing::Test {
   }
 
  private:
-  long liveAtStart_ = 0;
+  long liveAtStart_;
 };
