@@ -5,18 +5,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include "LogLine.h"
+#include "OsFileSystemUtils.h"
 #include "StringTools.h"
 
 namespace xpc {
 
 namespace {
 
-std::string errorSuffix(int error) {
-  return "(Error (" + std::to_string(error) + ") : " + std::strerror(error) + ")";
-}
+std::string errorSuffix(int error) { return "(" + OsFileSystemUtils::errorDetail(error) + ")"; }
 
 }  // namespace
 

@@ -11,7 +11,8 @@ std::string MacStringUtils::nsStringToStdString(NSString* string) {
 }
 
 NSString* MacStringUtils::stdStringToNsString(std::string text) {
-  return [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:NSUTF8StringEncoding];
+  // A factory method, so the result is autoreleased with or without ARC.
+  return [NSString stringWithUTF8String:text.c_str()];
 }
 
 }  // namespace xpc

@@ -37,6 +37,10 @@ std::string octal(unsigned value) {
 
 OsFileSystemUtils::OsFileSystemUtils(Logger* logger) : logger(logger) {}
 
+std::string OsFileSystemUtils::errorDetail(int error) {
+  return "Error (" + std::to_string(error) + ") : " + errorText(error);
+}
+
 bool OsFileSystemUtils::preparePath(std::string& path, const char* emptyText) {
   if (path.empty()) {
     logLine(logger, 4, emptyText);
@@ -74,8 +78,7 @@ std::string OsFileSystemUtils::getHomeDirectory() {
 std::string OsFileSystemUtils::getCurrentDirectory() {
   char buffer[PATH_MAX];
   if (getcwd(buffer, sizeof(buffer)) == nullptr) {
-    logLine(logger, 4, "Unable to determine the current directory!  (Error (" +
-                           std::to_string(errno) + ") : " + errorText(errno) + ")");
+    logLine(logger, 4, "Unable to determine the current directory!  (" + errorDetail(errno) + ")");
     return "";
   }
   return withTrailingSlash(buffer);
@@ -103,7 +106,7 @@ bool OsFileSystemUtils::fileExists(std::string path) {
   if (file == nullptr) {
     int error = errno;
     logLine(logger, 6, "File '" + path + "' does *NOT* exist.");
-    logLine(logger, 6, "Error (" + std::to_string(error) + ") : " + errorText(error));
+    logLine(logger, 6, errorDetail(error));
     return false;
   }
   std::fclose(file);
@@ -203,8 +206,8 @@ bool OsFileSystemUtils::fileOwnerHasExecutePermission(std::string path) {
   struct stat info;
   if (stat(path.c_str(), &info) != 0) {
     int error = errno;
-    logLine(logger, 4, "Unable to determine the execute permissions of the file '" + path +
-                           "'!  (Error (" + std::to_string(error) + ") : " + errorText(error) + ")");
+    logLine(logger, 4, "Unable to determine the execute permissions of the file '" + path + "'!  (" +
+                           errorDetail(error) + ")");
     return false;
   }
   logLine(logger, 6, "The file '" + path + "' is owned by UID '" + std::to_string(info.st_uid) +
@@ -227,8 +230,7 @@ bool OsFileSystemUtils::getFileCreationTime(std::string path, time_t& seconds) {
   struct stat info;
   if (stat(path.c_str(), &info) != 0) {
     int error = errno;
-    logLine(logger, 4, "Unable to stat the file '" + path + "'!  (Error (" +
-                           std::to_string(error) + ") : " + errorText(error) + ")");
+    logLine(logger, 4, "Unable to stat the file '" + path + "'!  (" + errorDetail(error) + ")");
     return false;
   }
   seconds = info.st_ctime;

@@ -15,6 +15,9 @@ class OsFileSystemUtils {
  public:
   explicit OsFileSystemUtils(Logger* logger);
 
+  // "Error (<errno>) : <text>", as the failure lines of file operations quote it.
+  static std::string errorDetail(int error);
+
   std::string getTemporaryDirectory();
   std::string getLogFileDirectory(std::string name);
   std::string getHomeDirectory();
