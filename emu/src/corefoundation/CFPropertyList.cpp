@@ -1,7 +1,10 @@
 // Property lists in the XML and binary v1.0 formats, parsed and written by
-// libplist. Known limits of that library: integers are signed 64-bit, binary
-// dates keep microseconds (XML dates whole seconds, as on the Mac) and must
-// lie within 2^31 seconds of 2001, and keyed-archiver UIDs are not read.
+// libplist. libplist 2.2 passes dates only as whole seconds plus microseconds
+// within 2^31 seconds of 2001, while binary property lists store the exact
+// double; binary dates are therefore patched in the bytes after writing and
+// recovered from the bytes when reading. XML dates keep whole seconds, as the
+// Mac writes them. Limits that remain: integers are signed 64-bit, XML dates
+// must lie within 2^31 seconds of 2001, and keyed-archiver UIDs are not read.
 
 #include <plist/plist.h>
 
@@ -11,7 +14,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <unordered_map>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -42,16 +48,79 @@ void setError(CFErrorRef *error, CFIndex code, const std::string &debugDescripti
   CFRelease(info);
 }
 
+// ---- Dates in binary property lists
+
+constexpr UInt8 kBinaryDateMarker = 0x33;  // an 8-byte big-endian double follows
+
+uint64_t readBigEndian(const UInt8 *p, size_t size) {
+  uint64_t value = 0;
+  for (size_t i = 0; i < size; ++i) value = value << 8 | p[i];
+  return value;
+}
+
+// Calls visit(pointer to the double) for every date object of a well-formed
+// binary property list.
+template <typename Visit>
+void forEachBinaryDate(UInt8 *bytes, size_t length, Visit visit) {
+  constexpr size_t kTrailerSize = 32;
+  if (length < 8 + kTrailerSize) return;
+  const UInt8 *trailer = bytes + length - kTrailerSize;
+  size_t offsetSize = trailer[6];
+  uint64_t count = readBigEndian(trailer + 8, 8), table = readBigEndian(trailer + 24, 8);
+  if (offsetSize < 1 || offsetSize > 8 || table > length || count > (length - table) / offsetSize) return;
+  for (uint64_t i = 0; i < count; ++i) {
+    uint64_t offset = readBigEndian(bytes + table + i * offsetSize, offsetSize);
+    if (offset < length - 8 && bytes[offset] == kBinaryDateMarker) visit(bytes + offset + 1);
+  }
+}
+
+double dateValue(const UInt8 *p) {
+  uint64_t bits = readBigEndian(p, 8);
+  double value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+void setDateValue(UInt8 *p, double value) {
+  uint64_t bits;
+  std::memcpy(&bits, &value, sizeof bits);
+  for (int i = 7; i >= 0; --i, bits >>= 8) p[i] = static_cast<UInt8>(bits);
+}
+
+// What libplist's plist_get_date_val makes of a date: seconds truncated
+// toward zero (INT32_MIN when out of range, as the x86 conversion gives) and
+// the magnitude of the fraction in microseconds.
+using LibplistDate = std::pair<int32_t, int32_t>;
+LibplistDate libplistView(double value) {
+  auto seconds = value >= -2147483648.0 && value < 2147483648.0 ? static_cast<int32_t>(value) : INT32_MIN;
+  double whole = std::trunc(value);
+  return {seconds, static_cast<int32_t>(std::fabs((value - whole) * 1000000))};
+}
+
+struct ReadContext {
+  CFOptionFlags options;
+  std::map<LibplistDate, double> exactDates;  // binary only
+  std::string failure;
+};
+
+struct WriteContext {
+  bool xml;
+  std::vector<double> dates;  // binary only: placeholder n stands for dates[n]
+  std::unordered_map<uint64_t, int32_t> placeholders;
+  std::string failure;
+};
+
 // ---- Reading
 
-CFTypeRef fromNode(plist_t node, CFOptionFlags options, std::string &failure);
+CFTypeRef fromNode(plist_t node, ReadContext &context);
 
-CFTypeRef containerFromNode(plist_t node, CFOptionFlags options, std::string &failure) {
+CFTypeRef containerFromNode(plist_t node, ReadContext &context) {
+  CFOptionFlags options = context.options;
   std::vector<CFTypeRef> keys, values;
   bool ok = true;
   if (plist_get_node_type(node) == PLIST_ARRAY) {
     for (uint32_t i = 0, n = plist_array_get_size(node); ok && i < n; ++i) {
-      CFTypeRef value = fromNode(plist_array_get_item(node, i), options, failure);
+      CFTypeRef value = fromNode(plist_array_get_item(node, i), context);
       if (value) values.push_back(value);
       ok = value;
     }
@@ -68,8 +137,8 @@ CFTypeRef containerFromNode(plist_t node, CFOptionFlags options, std::string &fa
       }
       CFStringRef keyString = CFStringCreateWithCString(nullptr, key, kCFStringEncodingUTF8);
       std::free(key);
-      CFTypeRef value = keyString ? fromNode(item, options, failure) : nullptr;
-      if (!keyString) failure = "a dictionary key is not valid UTF-8";
+      CFTypeRef value = keyString ? fromNode(item, context) : nullptr;
+      if (!keyString) context.failure = "a dictionary key is not valid UTF-8";
       if (keyString && value) {
         keys.push_back(keyString);
         values.push_back(value);
@@ -106,8 +175,9 @@ CFTypeRef containerFromNode(plist_t node, CFOptionFlags options, std::string &fa
   return result;
 }
 
-// +1, or NULL with failure set.
-CFTypeRef fromNode(plist_t node, CFOptionFlags options, std::string &failure) {
+// +1, or NULL with context.failure set.
+CFTypeRef fromNode(plist_t node, ReadContext &context) {
+  CFOptionFlags options = context.options;
   switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
       uint8_t value = 0;
@@ -126,12 +196,13 @@ CFTypeRef fromNode(plist_t node, CFOptionFlags options, std::string &failure) {
       return CFNumberCreate(nullptr, kCFNumberFloat64Type, &value);
     }
     case PLIST_DATE: {
-      // libplist splits the time into whole seconds truncated toward zero and
-      // the magnitude of the fraction.
       int32_t seconds = 0, microseconds = 0;
       plist_get_date_val(node, &seconds, &microseconds);
+      auto exact = context.exactDates.find({seconds, microseconds});
       double fraction = microseconds / 1e6;
-      return CFDateCreate(nullptr, seconds < 0 ? seconds - fraction : seconds + fraction);
+      return CFDateCreate(nullptr, exact != context.exactDates.end() ? exact->second
+                                   : seconds < 0                     ? seconds - fraction
+                                                                     : seconds + fraction);
     }
     case PLIST_STRING: {
       uint64_t length = 0;
@@ -139,7 +210,7 @@ CFTypeRef fromNode(plist_t node, CFOptionFlags options, std::string &failure) {
       CFStringRef string = CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8 *>(text),
                                                    static_cast<CFIndex>(length), kCFStringEncodingUTF8, false);
       if (!string) {
-        failure = "a string is not valid UTF-8";
+        context.failure = "a string is not valid UTF-8";
       } else if (isLeafMutable(options)) {
         CFMutableStringRef copy = CFStringCreateMutableCopy(nullptr, 0, string);
         CFRelease(string);
@@ -158,9 +229,9 @@ CFTypeRef fromNode(plist_t node, CFOptionFlags options, std::string &failure) {
     }
     case PLIST_ARRAY:
     case PLIST_DICT:
-      return containerFromNode(node, options, failure);
+      return containerFromNode(node, context);
     default:
-      failure = "it contains a keyed-archiver UID, which cannot be read here";
+      context.failure = "it contains a keyed-archiver UID, which cannot be read here";
       return nullptr;
   }
 }
@@ -191,10 +262,16 @@ CFPropertyListRef createFromBytes(const UInt8 *bytes, CFIndex length, CFOptionFl
                     : "Data is neither a well-formed XML property list nor a binary property list");
     return nullptr;
   }
-  std::string failure;
-  CFPropertyListRef result = fromNode(root, options, failure);
+  ReadContext context{options, {}, {}};
+  if (binary) {
+    forEachBinaryDate(const_cast<UInt8 *>(bytes), static_cast<size_t>(length), [&](const UInt8 *date) {
+      double value = dateValue(date);
+      context.exactDates.emplace(libplistView(value), value);
+    });
+  }
+  CFPropertyListRef result = fromNode(root, context);
   if (!result) {
-    setError(error, kCFPropertyListReadCorruptError, "Property list cannot be read: " + failure);
+    setError(error, kCFPropertyListReadCorruptError, "Property list cannot be read: " + context.failure);
     return nullptr;
   }
   if (format) *format = binary ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
@@ -243,8 +320,8 @@ std::string invalidReason(CFPropertyListRef plist, CFPropertyListFormat format, 
 }
 
 // The XML writer sorts dictionary keys, as the Mac's does; binary output
-// keeps insertion order. Returns NULL with failure set.
-plist_t toNode(CFPropertyListRef plist, bool sortKeys, std::string &failure) {
+// keeps insertion order. Returns NULL with context.failure set.
+plist_t toNode(CFPropertyListRef plist, WriteContext &context) {
   CFTypeID type = CFGetTypeID(plist);
   if (type == kStringTypeID) return plist_new_string(stringUTF8(static_cast<CFStringRef>(plist)).c_str());
   if (type == kBooleanTypeID) return plist_new_bool(CFBooleanGetValue(static_cast<CFBooleanRef>(plist)));
@@ -266,11 +343,18 @@ plist_t toNode(CFPropertyListRef plist, bool sortKeys, std::string &failure) {
   }
   if (type == kDateTypeID) {
     double time = CFDateGetAbsoluteTime(static_cast<CFDateRef>(plist));
+    if (!context.xml) {
+      uint64_t bits;
+      std::memcpy(&bits, &time, sizeof bits);
+      auto placeholder = context.placeholders.emplace(bits, static_cast<int32_t>(context.dates.size()));
+      if (placeholder.second) context.dates.push_back(time);
+      return plist_new_date(placeholder.first->second, 0);
+    }
     double seconds = std::floor(time);
     long microseconds = std::lround((time - seconds) * 1e6);
     if (microseconds == 1000000) seconds += 1, microseconds = 0;
     if (!(seconds >= INT32_MIN && seconds <= INT32_MAX)) {
-      failure = strprintf("date %.0f is outside the range that can be written", time);
+      context.failure = strprintf("date %.0f is outside the range that can be written", time);
       return nullptr;
     }
     return plist_new_date(static_cast<int32_t>(seconds), static_cast<int32_t>(microseconds));
@@ -279,7 +363,7 @@ plist_t toNode(CFPropertyListRef plist, bool sortKeys, std::string &failure) {
     auto array = static_cast<CFArrayRef>(plist);
     Plist node(plist_new_array());
     for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      plist_t item = toNode(CFArrayGetValueAtIndex(array, i), sortKeys, failure);
+      plist_t item = toNode(CFArrayGetValueAtIndex(array, i), context);
       if (!item) return nullptr;
       plist_array_append_item(node.get(), item);
     }
@@ -288,14 +372,14 @@ plist_t toNode(CFPropertyListRef plist, bool sortKeys, std::string &failure) {
   auto dictionary = static_cast<CFDictionaryRef>(plist);
   std::vector<const void *> keys(static_cast<size_t>(CFDictionaryGetCount(dictionary)));
   CFDictionaryGetKeysAndValues(dictionary, keys.data(), nullptr);
-  if (sortKeys) {
+  if (context.xml) {
     std::sort(keys.begin(), keys.end(), [](const void *a, const void *b) {
       return CFStringCompare(static_cast<CFStringRef>(a), static_cast<CFStringRef>(b), 0) == kCFCompareLessThan;
     });
   }
   Plist node(plist_new_dict());
   for (const void *key : keys) {
-    plist_t item = toNode(CFDictionaryGetValue(dictionary, key), sortKeys, failure);
+    plist_t item = toNode(CFDictionaryGetValue(dictionary, key), context);
     if (!item) return nullptr;
     plist_dict_set_item(node.get(), stringUTF8(static_cast<CFStringRef>(key)).c_str(), item);
   }
@@ -310,22 +394,27 @@ bool serialize(CFPropertyListRef plist, CFPropertyListFormat format, std::string
   if (format != kCFPropertyListXMLFormat_v1_0 && format != kCFPropertyListBinaryFormat_v1_0)
     fatal("unknown property list format %ld", format);
   std::vector<CFTypeRef> path;
-  std::string reason = invalidReason(plist, format, path);
-  if (reason.empty()) {
-    Plist root(toNode(plist, format == kCFPropertyListXMLFormat_v1_0, reason));
+  WriteContext context{format == kCFPropertyListXMLFormat_v1_0, {}, {}, invalidReason(plist, format, path)};
+  if (context.failure.empty()) {
+    Plist root(toNode(plist, context));
     if (root) {
       char *bytes = nullptr;
       uint32_t length = 0;
-      if (format == kCFPropertyListXMLFormat_v1_0) {
+      if (context.xml) {
         plist_to_xml(root.get(), &bytes, &length);
       } else {
         plist_to_bin(root.get(), &bytes, &length);
+        forEachBinaryDate(reinterpret_cast<UInt8 *>(bytes), length, [&](UInt8 *date) {
+          auto placeholder = static_cast<size_t>(dateValue(date));
+          if (placeholder < context.dates.size()) setDateValue(date, context.dates[placeholder]);
+        });
       }
       out.assign(bytes, length);
       std::free(bytes);
       return true;
     }
   }
+  const std::string &reason = context.failure;
   setError(error, kCFPropertyListWriteStreamError,
            strprintf("Property list invalid for format: %ld (%s)", format, reason.c_str()));
   return false;
