@@ -1,0 +1,514 @@
+#include "Connection.h"
+
+#include <Block.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "Dictionary.h"
+#include "Rendezvous.h"
+
+namespace emu::xpc {
+namespace {
+
+Object* error(const _xpc_dictionary_s* symbol) { return Object::from(symbol); }
+
+// Bytes read before end of file or error.
+size_t readFully(int fd, void* buffer, size_t size) {
+  size_t got = 0;
+  while (got < size) {
+    ssize_t n = read(fd, static_cast<char*>(buffer) + got, size - got);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    got += static_cast<size_t>(n);
+  }
+  return got;
+}
+
+void writeFully(int fd, const std::string& bytes) {
+  size_t sent = 0;
+  while (sent < bytes.size()) {
+    ssize_t n = ::send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return;  // the reader notices the broken socket and reports it
+    sent += static_cast<size_t>(n);
+  }
+}
+
+struct IoThreadStart {
+  Connection* connection;
+  int fd;
+  uint64_t session;
+};
+
+struct ReplyCall {
+  xpc_handler_t handler;
+  Object* reply;
+  dispatch_queue_t queue;
+};
+
+void callReplyHandler(void* context) {
+  auto* call = static_cast<ReplyCall*>(context);
+  call->handler(call->reply->handle());
+  Block_release(call->handler);
+  call->reply->release();
+  dispatch_release(call->queue);
+  delete call;
+}
+
+}  // namespace
+
+Connection* Connection::from(xpc_connection_t handle) {
+  Connection* connection = objectAs<Connection>(handle, XPC_TYPE_CONNECTION);
+  if (!connection) misuse("not a connection");
+  return connection;
+}
+
+Connection::Connection(Role role, const char* name, dispatch_queue_t targetq)
+    : Object(XPC_TYPE_CONNECTION), role_(role), name_(name) {
+  if (targetq) {
+    dispatch_retain(targetq);
+    queue_ = targetq;
+  } else {
+    // Events still arrive one at a time, on a queue of the connection's own.
+    queue_ = dispatch_queue_create(name_.empty() ? "xpc.peer" : name_.c_str(), DISPATCH_QUEUE_SERIAL);
+  }
+}
+
+Connection::~Connection() {
+  if (fd_ >= 0) close(fd_);
+  for (Event& event : inbox_) {
+    event.object->release();
+    if (event.waiter.handler) {
+      Block_release(event.waiter.handler);
+      dispatch_release(event.waiter.queue);
+    }
+  }
+  for (auto& entry : waiters_) {
+    Block_release(entry.second.handler);
+    if (entry.second.queue) dispatch_release(entry.second.queue);
+  }
+  if (handler_) Block_release(handler_);
+  dispatch_release(queue_);
+}
+
+Connection* Connection::createClient(const char* name, dispatch_queue_t targetq) {
+  return new Connection(Role::Client, name, targetq);
+}
+
+Connection* Connection::createListener(const char* name, dispatch_queue_t targetq) {
+  int fd = rendezvous::listen(name);
+  if (fd < 0) return nullptr;
+  auto* listener = new Connection(Role::Listener, name, targetq);
+  listener->fd_ = fd;
+  return listener;
+}
+
+const char* Connection::name() const { return role_ == Role::Peer ? nullptr : name_.c_str(); }
+
+void Connection::describe(std::string& out, int) const {
+  describeHeader(out);
+  out += " { name = " + name_ + ", listener = " + (role_ == Role::Listener ? "true" : "false") +
+         ", pid = " + std::to_string(pid_) + " }";
+}
+
+void Connection::setEventHandler(xpc_handler_t handler) {
+  xpc_handler_t copy = Block_copy(handler);
+  std::unique_lock<std::mutex> lock(mu_);
+  xpc_handler_t old = handler_;
+  handler_ = copy;
+  lock.unlock();
+  if (old) Block_release(old);
+}
+
+void Connection::activate() {
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    if (activated_) return;
+    activated_ = true;
+    holdForRuntimeLocked();
+    scheduleLocked();
+  }
+  std::lock_guard<std::mutex> write(writeMu_);
+  if (role_ == Role::Client) {
+    connectLocked();
+  } else if (fd_ >= 0) {
+    startIoThread(fd_, 0);
+  }
+}
+
+void Connection::suspend() {
+  std::lock_guard<std::mutex> lock(mu_);
+  ++suspended_;
+}
+
+void Connection::resume() {
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    if (suspended_ > 0) {
+      --suspended_;
+      scheduleLocked();
+      return;
+    }
+    if (activated_) {
+      // Harmless once the connection is finished; otherwise unbalanced.
+      if (!finished_) misuse("connection resumed more often than suspended");
+      return;
+    }
+  }
+  activate();
+}
+
+void Connection::cancel() {
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    if (!activated_) {
+      // A connection canceled before activation still ends with its final event.
+      activated_ = true;
+      holdForRuntimeLocked();
+    }
+    // Before the socket goes down, so that its reader does not take the
+    // hangup for an interruption.
+    finishLocked();
+  }
+  // Wakes the thread blocked on the socket; that thread closes it.
+  std::lock_guard<std::mutex> write(writeMu_);
+  if (fd_ >= 0) shutdown(fd_, SHUT_RDWR);
+}
+
+void Connection::send(Object& message) { transmit(message, nullptr); }
+
+void Connection::sendWithReply(Object& message, dispatch_queue_t replyq, xpc_handler_t handler) {
+  Waiter waiter{replyq ? replyq : queue_, Block_copy(handler), 0};
+  dispatch_retain(waiter.queue);
+  transmit(message, &waiter);
+}
+
+Object* Connection::sendWithReplySync(Object& message) {
+  dispatch_semaphore_t answered = dispatch_semaphore_create(0);
+  __block Object* reply = nullptr;
+  Waiter waiter{nullptr, Block_copy(^(xpc_object_t object) {
+                  reply = Object::from(object);
+                  reply->retain();
+                  dispatch_semaphore_signal(answered);
+                }),
+                0};
+  transmit(message, &waiter);
+  dispatch_semaphore_wait(answered, DISPATCH_TIME_FOREVER);
+  dispatch_release(answered);
+  return reply;
+}
+
+void Connection::transmit(Object& message, const Waiter* waiter) {
+  if (role_ == Role::Listener) misuse("messages cannot be sent on a listener connection");
+  Wire::Header header;
+  header.id = nextId_++;
+  header.wantsReply = waiter != nullptr;
+  if (message.type() == XPC_TYPE_DICTIONARY) header.replyTo = static_cast<Dictionary&>(message).inReplyTo();
+  std::string frame;
+  if (!Wire::encode(header, message, frame)) {
+    misuse("message cannot be sent: it holds a connection or error, nests too deeply, or is too large");
+  }
+
+  std::lock_guard<std::mutex> write(writeMu_);
+  bool open = connectLocked();
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    open = open && !finished_;
+    if (waiter && open) {
+      Waiter registered = *waiter;
+      registered.session = session_;
+      waiters_.emplace(header.id, registered);
+    } else if (waiter) {
+      answerLocked(*waiter, error(&_xpc_error_connection_invalid));
+      scheduleLocked();
+    }
+  }
+  // A failed write means a dead socket. Its reader reports that and answers
+  // the waiter registered above: it closes the socket under writeMu_, so
+  // only after this write.
+  if (open) writeFully(fd_, frame);
+}
+
+// Caller holds writeMu_. A client connects on first need; the others only
+// say whether their socket is still open.
+bool Connection::connectLocked() {
+  if (fd_ >= 0) return true;
+  if (role_ != Role::Client) return false;
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    if (finished_) return false;
+  }
+  int fd = rendezvous::connect(name_);
+  if (fd < 0) {
+    std::lock_guard<std::mutex> lock(mu_);
+    finishLocked();
+    return false;
+  }
+  fd_ = fd;
+  ++session_;
+  pid_ = rendezvous::peerPid(fd);
+  startIoThread(fd, session_);
+  return true;
+}
+
+void Connection::startIoThread(int fd, uint64_t session) {
+  retain();  // the thread's reference
+  pthread_attr_t attr;
+  pthread_attr_init(&attr);
+  pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+  pthread_t thread;
+  int err = pthread_create(&thread, &attr, ioThreadMain, new IoThreadStart{this, fd, session});
+  pthread_attr_destroy(&attr);
+  if (err != 0) {
+    std::fprintf(stderr, "xpc: cannot start a connection thread: %s\n", std::strerror(err));
+    std::abort();
+  }
+}
+
+void* Connection::ioThreadMain(void* start) {
+  auto* io = static_cast<IoThreadStart*>(start);
+  Connection* self = io->connection;
+  if (self->role_ == Role::Listener) {
+    self->acceptLoop(io->fd);
+  } else {
+    self->readLoop(io->fd, io->session);
+  }
+  delete io;
+  self->release();
+  return nullptr;
+}
+
+void Connection::readLoop(int fd, uint64_t session) {
+  bool malformed = false;
+  for (;;) {
+    unsigned char prefix[Wire::kPrefixSize];
+    size_t got = readFully(fd, prefix, sizeof prefix);
+    if (got == 0) break;  // closed between frames
+    uint32_t length = got == sizeof prefix ? Wire::bodyLength(prefix) : 0;
+    std::string body(length, '\0');
+    Wire::Header header;
+    Object* message = nullptr;
+    if (length > 0 && readFully(fd, &body[0], length) == length) message = Wire::decode(body, header);
+    if (!message) {
+      malformed = true;
+      break;
+    }
+    receive(header, message);
+  }
+  {
+    std::lock_guard<std::mutex> write(writeMu_);
+    close(fd);
+    fd_ = -1;
+  }
+  std::lock_guard<std::mutex> lock(mu_);
+  // Only a client can reach the service again; for everyone else, and after
+  // garbage, the conversation is over.
+  if (role_ == Role::Client && !malformed) {
+    interruptLocked(session);
+  } else {
+    finishLocked();
+  }
+}
+
+void Connection::receive(const Wire::Header& header, Object* message) {
+  std::unique_lock<std::mutex> lock(mu_);
+  auto waiter = header.replyTo ? waiters_.find(header.replyTo) : waiters_.end();
+  if (finished_ || (header.replyTo && waiter == waiters_.end())) {
+    lock.unlock();  // a reply nobody waits for (any more)
+    message->release();
+    return;
+  }
+  if (message->type() == XPC_TYPE_DICTIONARY) {
+    uint64_t awaited = header.wantsReply && !header.replyTo ? header.id : 0;
+    static_cast<Dictionary*>(message)->setOrigin(this, awaited);
+  }
+  if (header.replyTo) {
+    answerLocked(waiter->second, message);
+    waiters_.erase(waiter);
+  } else {
+    inbox_.push_back(Event{message, {}, false});
+  }
+  scheduleLocked();
+}
+
+void Connection::acceptLoop(int fd) {
+  for (;;) {
+    int peerFd = accept4(fd, nullptr, nullptr, SOCK_CLOEXEC);
+    if (peerFd < 0) {
+      if (errno == EINTR || errno == ECONNABORTED) continue;
+      if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        usleep(100 * 1000);  // out of resources: retry rather than spin or give up
+        continue;
+      }
+      break;  // shut down by cancel()
+    }
+    auto* peer = new Connection(Role::Peer, "", nullptr);
+    peer->fd_ = peerFd;
+    peer->pid_ = rendezvous::peerPid(peerFd);
+    peer->runtimeRef_ = true;  // its only reference
+    std::unique_lock<std::mutex> lock(mu_);
+    if (finished_) {
+      lock.unlock();
+      peer->release();
+      break;
+    }
+    peer->retain();  // the runtime's; the event below owns the creation reference
+    inbox_.push_back(Event{peer, {}, false});
+    scheduleLocked();
+  }
+  {
+    std::lock_guard<std::mutex> write(writeMu_);
+    close(fd);
+    fd_ = -1;
+  }
+  std::lock_guard<std::mutex> lock(mu_);
+  finishLocked();
+}
+
+void Connection::holdForRuntimeLocked() {
+  if (runtimeRef_) return;
+  retain();
+  runtimeRef_ = true;
+}
+
+// Hands `object` (owned) to whoever waits for a reply: a blocked thread right
+// away, a reply handler in inbox order.
+void Connection::answerLocked(const Waiter& waiter, Object* object) {
+  if (waiter.queue) {
+    inbox_.push_back(Event{object, waiter, false});
+    return;
+  }
+  waiter.handler(object->handle());
+  Block_release(waiter.handler);
+  object->release();
+}
+
+void Connection::interruptLocked(uint64_t session) {
+  if (finished_) return;
+  for (auto it = waiters_.begin(); it != waiters_.end();) {
+    if (it->second.session == session) {
+      answerLocked(it->second, error(&_xpc_error_connection_interrupted));
+      it = waiters_.erase(it);
+    } else {
+      ++it;
+    }
+  }
+  inbox_.push_back(Event{error(&_xpc_error_connection_interrupted), {}, false});
+  scheduleLocked();
+}
+
+void Connection::finishLocked() {
+  if (finished_) return;
+  finished_ = true;
+  for (auto& entry : waiters_) answerLocked(entry.second, error(&_xpc_error_connection_invalid));
+  waiters_.clear();
+  inbox_.push_back(Event{error(&_xpc_error_connection_invalid), {}, true});
+  scheduleLocked();
+}
+
+void Connection::scheduleLocked() {
+  if (scheduled_ || inbox_.empty() || !activated_ || suspended_ > 0) return;
+  scheduled_ = true;
+  retain();  // the delivery's reference
+  dispatch_async_f(queue_, this, deliverNext);
+}
+
+void Connection::deliverNext(void* connection) {
+  auto* self = static_cast<Connection*>(connection);
+  self->deliver();
+  self->release();
+}
+
+void Connection::deliver() {
+  std::unique_lock<std::mutex> lock(mu_);
+  if (inbox_.empty() || suspended_ > 0) {
+    scheduled_ = false;
+    return;
+  }
+  Event event = inbox_.front();
+  inbox_.pop_front();
+  xpc_handler_t handler = nullptr;
+  if (!event.waiter.handler && handler_) handler = Block_copy(handler_);
+  lock.unlock();
+
+  if (event.waiter.handler) {
+    auto* call = new ReplyCall{event.waiter.handler, event.object, event.waiter.queue};
+    // On the connection's own queue the reply runs now, keeping inbox order.
+    if (event.waiter.queue == queue_) {
+      callReplyHandler(call);
+    } else {
+      dispatch_async_f(event.waiter.queue, call, callReplyHandler);
+    }
+  } else {
+    if (handler) {
+      handler(event.object->handle());
+      Block_release(handler);
+    }
+    event.object->release();
+  }
+
+  lock.lock();
+  scheduled_ = false;
+  scheduleLocked();  // after the final event, only answers to late requests
+  if (!event.last) return;
+  // No event follows the final one: let go of the handler (and whatever it
+  // captured) and of the runtime's reference.
+  xpc_handler_t last = handler_;
+  handler_ = nullptr;
+  bool drop = runtimeRef_;
+  runtimeRef_ = false;
+  lock.unlock();
+  if (last) Block_release(last);
+  if (drop) release();
+}
+
+}  // namespace emu::xpc
+
+using emu::xpc::Connection;
+using emu::xpc::Object;
+
+extern "C" {
+
+xpc_connection_t xpc_connection_create_mach_service(const char* name, dispatch_queue_t targetq, uint64_t flags) {
+  Connection* connection = (flags & XPC_CONNECTION_MACH_SERVICE_LISTENER)
+                               ? Connection::createListener(name, targetq)
+                               : Connection::createClient(name, targetq);
+  return connection ? static_cast<xpc_connection_t>(connection->handle()) : nullptr;
+}
+
+void xpc_connection_set_event_handler(xpc_connection_t connection, xpc_handler_t handler) {
+  Connection::from(connection)->setEventHandler(handler);
+}
+
+void xpc_connection_activate(xpc_connection_t connection) { Connection::from(connection)->activate(); }
+
+void xpc_connection_suspend(xpc_connection_t connection) { Connection::from(connection)->suspend(); }
+
+void xpc_connection_resume(xpc_connection_t connection) { Connection::from(connection)->resume(); }
+
+void xpc_connection_cancel(xpc_connection_t connection) { Connection::from(connection)->cancel(); }
+
+void xpc_connection_send_message(xpc_connection_t connection, xpc_object_t message) {
+  Connection::from(connection)->send(*Object::from(message));
+}
+
+void xpc_connection_send_message_with_reply(xpc_connection_t connection, xpc_object_t message,
+                                            dispatch_queue_t replyq, xpc_handler_t handler) {
+  Connection::from(connection)->sendWithReply(*Object::from(message), replyq, handler);
+}
+
+xpc_object_t xpc_connection_send_message_with_reply_sync(xpc_connection_t connection, xpc_object_t message) {
+  return Connection::from(connection)->sendWithReplySync(*Object::from(message))->handle();
+}
+
+const char* xpc_connection_get_name(xpc_connection_t connection) { return Connection::from(connection)->name(); }
+
+pid_t xpc_connection_get_pid(xpc_connection_t connection) { return Connection::from(connection)->pid(); }
+
+}  // extern "C"

@@ -1,0 +1,102 @@
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "Object.h"
+#include "Wire.h"
+
+namespace emu::xpc {
+
+// One end of a conversation with a Mach service over a Unix stream socket: a
+// client, a listener, or a peer a listener accepted. Whatever arrives
+// (messages, replies, new peers, errors) passes through one FIFO inbox that is
+// drained one event at a time on the target queue, so handlers never overlap
+// and a reply is handled only after everything that arrived before it.
+//
+// Lifetime: from activation until the final XPC_ERROR_CONNECTION_INVALID has
+// been delivered the runtime holds a reference of its own. Peers are born
+// holding only that one, so a service never retains or releases the peers it
+// is given.
+class Connection : public Object {
+ public:
+  static Connection* from(xpc_connection_t handle);
+  static Connection* createClient(const char* name, dispatch_queue_t targetq);
+  // Null if another live process listens for `name`.
+  static Connection* createListener(const char* name, dispatch_queue_t targetq);
+
+  void setEventHandler(xpc_handler_t handler);
+  void activate();
+  void suspend();
+  void resume();
+  void cancel();
+  void send(Object& message);
+  void sendWithReply(Object& message, dispatch_queue_t replyq, xpc_handler_t handler);
+  // The reply or an error; owned by the caller.
+  Object* sendWithReplySync(Object& message);
+  const char* name() const;
+  pid_t pid() const { return pid_; }
+
+  void describe(std::string& out, int depth) const override;
+
+ private:
+  enum class Role { Client, Listener, Peer };
+
+  // Someone waiting for the reply to a message. No queue: a thread blocked
+  // in sendWithReplySync, answered on the spot.
+  struct Waiter {
+    dispatch_queue_t queue;  // retained
+    xpc_handler_t handler;   // copied
+    uint64_t session;        // the socket the message went out on
+  };
+
+  struct Event {
+    Object* object;       // retained
+    Waiter waiter;        // a handler that waits for this object, else the event handler gets it
+    bool last;            // nothing follows; the runtime lets go of the connection after it
+  };
+
+  Connection(Role role, const char* name, dispatch_queue_t targetq);
+  ~Connection() override;
+
+  void transmit(Object& message, const Waiter* waiter);
+  bool connectLocked();
+  void startIoThread(int fd, uint64_t session);
+  static void* ioThreadMain(void* start);
+  void readLoop(int fd, uint64_t session);
+  void acceptLoop(int fd);
+  void receive(const Wire::Header& header, Object* message);
+
+  void holdForRuntimeLocked();
+  void answerLocked(const Waiter& waiter, Object* object);
+  void interruptLocked(uint64_t session);
+  void finishLocked();
+  void scheduleLocked();
+  static void deliverNext(void* connection);
+  void deliver();
+
+  const Role role_;
+  const std::string name_;
+  dispatch_queue_t queue_;  // retained
+  std::atomic<uint64_t> nextId_{1};
+  std::atomic<pid_t> pid_{0};
+
+  std::mutex writeMu_;    // orders writes; guards connecting and closing the socket
+  int fd_ = -1;           // the socket (listening socket for a listener), -1 when closed
+  uint64_t session_ = 0;  // sockets connected so far
+
+  std::mutex mu_;  // guards everything below; taken after writeMu_, never before
+  xpc_handler_t handler_ = nullptr;
+  bool activated_ = false;
+  int suspended_ = 0;
+  bool finished_ = false;    // the final event is queued
+  bool runtimeRef_ = false;  // the runtime holds a reference
+  bool scheduled_ = false;   // a delivery is queued or running
+  std::deque<Event> inbox_;
+  std::map<uint64_t, Waiter> waiters_;  // by message id
+};
+
+}  // namespace emu::xpc
