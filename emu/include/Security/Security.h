@@ -1,0 +1,8 @@
+/* Security.h: the whole framework, as far as it is emulated. */
+#if !defined(_SECURITY_SECURITY_H_)
+#define _SECURITY_SECURITY_H_ 1
+
+#include <Security/SecBase.h>
+#include <Security/SecCertificate.h>
+
+#endif /* !_SECURITY_SECURITY_H_ */

@@ -1,0 +1,33 @@
+#include "ExecuteProgram.h"
+
+#include <cstdlib>
+
+#include "LogLine.h"
+#include "OsFileSystemUtils.h"
+
+namespace {
+
+const char kStdOutPath[] = "/tmp/cmdstdout.txt";
+const char kStdErrPath[] = "/tmp/cmdstderr.txt";
+
+}  // namespace
+
+ExecuteProgram::ExecuteProgram(Logger* logger) : logger(logger) {}
+
+int ExecuteProgram::executeWithShell(std::string command) {
+  std::string line = command + " > " + kStdOutPath + " 2> " + kStdErrPath;
+  int status = std::system(line.c_str());
+  collect(kStdOutPath, stdOut, "Unable to delete the temp file! (1)");
+  collect(kStdErrPath, stdErr, "Unable to delete the temp file! (2)");
+  return status;
+}
+
+void ExecuteProgram::collect(const char* path, std::string& text, const char* deleteWarning) {
+  text = xpc::OsFileSystemUtils(logger).readFileToString(path);
+  // Deleted quietly: a capture file left behind is only worth a warning.
+  if (!xpc::OsFileSystemUtils(nullptr).deleteFile(path)) xpc::logLine(logger, 3, deleteWarning);
+}
+
+std::string ExecuteProgram::getStdOut() const { return stdOut; }
+
+std::string ExecuteProgram::getStdErr() const { return stdErr; }

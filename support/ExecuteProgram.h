@@ -1,0 +1,25 @@
+#pragma once
+#include <string>
+
+class Logger;
+
+// Runs one command line through /bin/sh as root and keeps what it printed.
+// The capture files are fixed paths under /tmp: one command at a time.
+class ExecuteProgram {
+ public:
+  explicit ExecuteProgram(Logger* logger);
+
+  // The raw wait status from system(): 0 for success, exit status n as n * 256,
+  // -1 when no shell could be started. The command is not quoted or escaped.
+  int executeWithShell(std::string command);
+  std::string getStdOut() const;
+  std::string getStdErr() const;
+
+ private:
+  // Reads one capture file into `text` and removes it.
+  void collect(const char* path, std::string& text, const char* deleteWarning);
+
+  std::string stdOut;
+  std::string stdErr;
+  Logger* logger;
+};

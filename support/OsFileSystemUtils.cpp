@@ -1,0 +1,390 @@
+#include "OsFileSystemUtils.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "FindFiles.h"
+#include "LogLine.h"
+#include "StringTools.h"
+
+namespace xpc {
+
+namespace {
+
+const char kTemporaryDirectory[] = "/tmp/";
+const std::size_t kReadChunk = 1024;
+
+std::string errorText(int error) { return std::strerror(error); }
+
+std::string withTrailingSlash(std::string path) {
+  return StringTools::endsWith(path, "/") ? path : path + "/";
+}
+
+std::string octal(unsigned value) {
+  char buffer[16];
+  std::snprintf(buffer, sizeof(buffer), "%o", value);
+  return buffer;
+}
+
+}  // namespace
+
+OsFileSystemUtils::OsFileSystemUtils(Logger* logger) : logger(logger) {}
+
+std::string OsFileSystemUtils::errorDetail(int error) {
+  return "Error (" + std::to_string(error) + ") : " + errorText(error);
+}
+
+bool OsFileSystemUtils::preparePath(std::string& path, const char* emptyText) {
+  if (path.empty()) {
+    logLine(logger, 4, emptyText);
+    return false;
+  }
+  path = StringTools::normalizeSlashes(path);
+  if (path.empty()) {
+    logLine(logger, 4, "The file path was empty after fixing the slashes for this OS!?");
+    return false;
+  }
+  return true;
+}
+
+bool OsFileSystemUtils::prepareFilePath(std::string& path, const char* emptyText) {
+  if (!preparePath(path, emptyText)) return false;
+  path = StringTools::stripInvalidPathnameCharacters(path);
+  return true;
+}
+
+std::string OsFileSystemUtils::getTemporaryDirectory() { return kTemporaryDirectory; }
+
+std::string OsFileSystemUtils::getLogFileDirectory(std::string) { return kTemporaryDirectory; }
+
+std::string OsFileSystemUtils::getHomeDirectory() {
+  const char* home = std::getenv("HOME");
+  if (home == nullptr) {
+    logLine(logger, 4, "Unable to determine user's home directory!");
+    return "";
+  }
+  std::string directory = withTrailingSlash(home);
+  logLine(logger, 5, "The user's home directory is : " + directory);
+  return directory;
+}
+
+std::string OsFileSystemUtils::getCurrentDirectory() {
+  char buffer[PATH_MAX];
+  if (getcwd(buffer, sizeof(buffer)) == nullptr) {
+    logLine(logger, 4, "Unable to determine the current directory!  (" + errorDetail(errno) + ")");
+    return "";
+  }
+  return withTrailingSlash(buffer);
+}
+
+std::string OsFileSystemUtils::getDesktopDirectory() {
+  std::string home = getHomeDirectory();
+  if (home.empty()) {
+    logLine(logger, 4, "Unable to determine the path to the user's desktop!");
+    return "";
+  }
+  std::string desktop = home + "Desktop";
+  if (!directoryExists(desktop, false)) {
+    logLine(logger, 4, "The user's desktop path isn't where we expected!");
+    return "";
+  }
+  return withTrailingSlash(desktop);
+}
+
+bool OsFileSystemUtils::fileExists(std::string path) {
+  if (!preparePath(path, "An empty string was provided while checking if a file exists!")) {
+    return false;
+  }
+  FILE* file = std::fopen(path.c_str(), "r");
+  if (file == nullptr) {
+    int error = errno;
+    logLine(logger, 6, "File '" + path + "' does *NOT* exist.");
+    logLine(logger, 6, errorDetail(error));
+    return false;
+  }
+  std::fclose(file);
+  logLine(logger, 6, "File '" + path + "' exists!");
+  return true;
+}
+
+OsFileSystemUtils::DirectoryState OsFileSystemUtils::probeDirectory(const std::string& path) {
+  DIR* directory = opendir(path.c_str());
+  if (directory != nullptr) {
+    closedir(directory);
+    logLine(logger, 6, "The directory '" + path + "' exists.");
+    return DirectoryState::Exists;
+  }
+  int error = errno;
+  logLine(logger, 6, "The directory '" + path + "' does *NOT* exist.");
+  if (error == ENOENT) return DirectoryState::Missing;
+  logLine(logger, 4, "Error while trying to determine if the directory '" + path +
+                         "' exists.  Error : " + std::to_string(error));
+  logLine(logger, 4, "   Error string : " + errorText(error));
+  return DirectoryState::Error;
+}
+
+bool OsFileSystemUtils::checkDirectoryExists(std::string path) {
+  if (!preparePath(path, "An empty string was provided while checking if a directory exists!")) {
+    return false;
+  }
+  return probeDirectory(path) == DirectoryState::Exists;
+}
+
+bool OsFileSystemUtils::directoryExists(std::string path, bool create) {
+  if (path.empty()) {
+    logLine(logger, 4, "The path that we were requested to check was empty!  Returning false!");
+    return false;
+  }
+  path = StringTools::normalizeSlashes(path);
+  logLine(logger, 5, "Checking to see if the path '" + path + "' exists.");
+
+  std::string rest = path;
+  if (rest.size() > 1 && StringTools::endsWith(rest, "/")) rest.pop_back();
+  bool absolute = StringTools::startsWith(rest, "/");
+  std::vector<std::string> pieces = StringTools::split(rest, '/');
+  logLine(logger, 6, "Path split to " + std::to_string(pieces.size()) + " piece(s).");
+
+  std::string prefix = absolute ? "/" : "";
+  for (const std::string& piece : pieces) {
+    if (piece.empty()) continue;  // the root, or doubled slashes
+    prefix = StringTools::concatenateFileAndPath(piece, prefix);
+    logLine(logger, 6, "Checking if (subvalue) '" + prefix + "' exists.");
+
+    DirectoryState state = probeDirectory(prefix);
+    if (state == DirectoryState::Exists) {
+      logLine(logger, 6, "Sub-path '" + prefix + "' appears to exist..");
+      continue;
+    }
+    if (state == DirectoryState::Error) {
+      logLine(logger, 4, "Got an error while trying to check the path '" + prefix +
+                             "'.  Returning that the path does NOT exist.");
+      return false;
+    }
+    if (!create) {
+      logLine(logger, 5, "The path '" + path + "' was *NOT* found.");
+      return false;
+    }
+    if (!createDirectory(prefix)) {
+      logLine(logger, 4, "Failed to create the directory '" + prefix + "'.");
+      return false;
+    }
+    if (probeDirectory(prefix) != DirectoryState::Exists) {
+      logLine(logger, 4, "Failed to verify newly created directory at : " + prefix);
+      return false;
+    }
+  }
+  logLine(logger, 5, "The path '" + path + "' was found!");
+  return true;
+}
+
+bool OsFileSystemUtils::createDirectory(std::string path) {
+  if (!preparePath(path, "An empty string was provided while attempting to create a directory!")) {
+    return false;
+  }
+  if (mkdir(path.c_str(), 0770) != 0) {
+    int error = errno;
+    logLine(logger, 4, "Got an error while trying to create the directory '" + path +
+                           "'.  Error : " + std::to_string(error));
+    logLine(logger, 4, "   Error string : " + errorText(error));
+    return false;
+  }
+  logLine(logger, 5, "Created directory '" + path + "'.");
+  return true;
+}
+
+bool OsFileSystemUtils::fileOwnerHasExecutePermission(std::string path) {
+  if (!preparePath(path, "An empty string was provided while checking a file's permissions!")) {
+    return false;
+  }
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0) {
+    int error = errno;
+    logLine(logger, 4, "Unable to determine the execute permissions of the file '" + path + "'!  (" +
+                           errorDetail(error) + ")");
+    return false;
+  }
+  logLine(logger, 6, "The file '" + path + "' is owned by UID '" + std::to_string(info.st_uid) +
+                         "' and has file permissions of '" + octal(info.st_mode & 07777) + "'.");
+  bool executable = (info.st_mode & S_IXUSR) != 0;
+  logLine(logger, 6, executable ? "    The file owner does have execute permission on the file."
+                                : "    The file owner *DOES NOT* have execute permission on the file!");
+  return executable;
+}
+
+bool OsFileSystemUtils::getFileCreationTime(std::string path, time_t& seconds) {
+  if (!preparePath(path, "An empty string was provided while getting the timestamp of a file!")) {
+    return false;
+  }
+  if (!fileExists(path)) {
+    logLine(logger, 4, "The file '" + path +
+                           "' does not exist while trying to get the creation timestamp of a file!");
+    return false;
+  }
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0) {
+    int error = errno;
+    logLine(logger, 4, "Unable to stat the file '" + path + "'!  (" + errorDetail(error) + ")");
+    return false;
+  }
+  seconds = info.st_ctime;
+  return true;
+}
+
+bool OsFileSystemUtils::writeFile(std::string path, const char* mode, const void* bytes,
+                                  std::size_t length, const char* emptyText,
+                                  const char* successText) {
+  if (!prepareFilePath(path, emptyText)) return false;
+  FILE* file = std::fopen(path.c_str(), mode);
+  if (file == nullptr) {
+    int error = errno;
+    logLine(logger, 4, "Unable to create a binary file. (errno = " + std::to_string(error) +
+                           "  string = " + errorText(error) + ")");
+    logLine(logger, 4, "Failed to write file to temporary file path : " + path);
+    return false;
+  }
+  bool written = std::fwrite(bytes, 1, length, file) == length;
+  written = (std::fclose(file) == 0) && written;
+  if (!written) {
+    logLine(logger, 4, "Failed to write file to temporary file path : " + path);
+    return false;
+  }
+  logLine(logger, 6, successText + path);
+  return true;
+}
+
+bool OsFileSystemUtils::writeStringToFile(std::string path, std::string text) {
+  // Only up to the first NUL, and always a newline after it.
+  std::string line = std::string(text.c_str()) + "\n";
+  return writeFile(path, "w", line.data(), line.size(), "The path to write a string to was empty!",
+                   "Wrote the desired value to the file at : ");
+}
+
+bool OsFileSystemUtils::writeBinaryToFile(std::string path, const unsigned char* bytes,
+                                          std::size_t length) {
+  if (bytes == nullptr && length > 0) {
+    logLine(logger, 4, "The data provided to writeBinaryToFile() was NULL!");
+    return false;
+  }
+  return writeFile(path, "wb", bytes, length, "The string provided to writeBinaryToFile() was empty!",
+                   "Wrote the desired data to the temporary file at : ");
+}
+
+template <typename Writer>
+std::string OsFileSystemUtils::writeToTempLocation(std::string name, Writer write) {
+  if (!preparePath(name, "The file name provided to write a temporary file was empty!")) return "";
+  // preparePath has turned any backslash into a slash.
+  if (name.find('/') != std::string::npos) {
+    logLine(logger, 4, "Unable to write data to a temporary file!  The filename passed in appears "
+                       "to include some path componenets, which is not allowed!");
+    return "";
+  }
+
+  for (const std::string& directory :
+       {getTemporaryDirectory(), getHomeDirectory(), getCurrentDirectory()}) {
+    if (directory.empty()) continue;
+    std::string path = directory + name;
+    if (write(path)) return StringTools::stripInvalidPathnameCharacters(path);
+  }
+  logLine(logger, 4, "Unable to write data to a temporary file!  No temporary locations appear to "
+                     "be writeable!");
+  return "";
+}
+
+std::string OsFileSystemUtils::writeStringToTempFile(std::string name, std::string text) {
+  return writeToTempLocation(name, [&](const std::string& path) { return writeStringToFile(path, text); });
+}
+
+std::string OsFileSystemUtils::writeBinaryToTempFile(std::string name, const unsigned char* bytes,
+                                                     std::size_t length) {
+  return writeToTempLocation(
+      name, [&](const std::string& path) { return writeBinaryToFile(path, bytes, length); });
+}
+
+std::string OsFileSystemUtils::readFileToString(std::string path) {
+  if (!prepareFilePath(path, "An empty string was provided to readFileToString()!")) return "";
+  FILE* file = std::fopen(path.c_str(), "r");
+  if (file == nullptr) {
+    int error = errno;
+    logLine(logger, 4, "Unable to open the file '" + path + "' for reading!  Error : " +
+                           std::to_string(error));
+    logLine(logger, 4, "   Error string : " + errorText(error));
+    return "";
+  }
+  // Line by line through a fixed buffer: a line longer than the buffer comes
+  // back split by a newline at each 1023 bytes, and the text always ends in
+  // one. Callers rely on that shape.
+  std::string text;
+  char buffer[kReadChunk];
+  while (std::fgets(buffer, sizeof(buffer), file) != nullptr) {
+    text += buffer;
+    if (!StringTools::endsWith(text, "\n")) text += '\n';
+  }
+  std::fclose(file);
+  return text;
+}
+
+bool OsFileSystemUtils::deleteFile(std::string path) {
+  if (!preparePath(path, "No file name was provided while attempting to delete a file!")) {
+    return false;
+  }
+  logLine(logger, 6, "Attempting to delete the file : " + path);
+  if (unlink(path.c_str()) != 0) {
+    int error = errno;
+    logLine(logger, 4, "Unable to delete the file : " + path);
+    logLine(logger, 4, "   OS error string : " + errorText(error));
+    return false;
+  }
+  logLine(logger, 5, "The file '" + path + "' was removed.");
+  return true;
+}
+
+bool OsFileSystemUtils::deleteDirectory(std::string path) {
+  if (!preparePath(path, "No directory name was provided while attempting to remove a directory!")) {
+    return false;
+  }
+  logLine(logger, 6, "Attempting to remove the directory : " + path);
+  if (rmdir(path.c_str()) != 0) {
+    int error = errno;
+    logLine(logger, 4, "Unable to remove the directory : " + path);
+    logLine(logger, 4, "   OS error string : " + errorText(error));
+    return false;
+  }
+  logLine(logger, 5, "Directory '" + path + "' was removed.");
+  return true;
+}
+
+bool OsFileSystemUtils::findFiles(std::string start, std::vector<std::string> names,
+                                  bool caseInsensitive, std::vector<std::string>& paths) {
+  if (start.empty()) {
+    logLine(logger, 4, "No starting directory was provided while attempting to search for file names!");
+    return false;
+  }
+  if (names.empty()) {
+    logLine(logger, 4, "No file names to locate were provided while attempting to search for files!");
+    return false;
+  }
+  FindFiles finder(logger);
+  if (!finder.addFileNamesToLocate(names)) {
+    logLine(logger, 4, "Unable to add the list of file names to search for!");
+    return false;
+  }
+  if (caseInsensitive) {
+    logLine(logger, 5, "Setting up a case insensitive file search!");
+    finder.setCaseInsensitive(true);
+  }
+  if (!finder.findFiles(start)) {
+    logLine(logger, 4, "Failed to search for the target file names!");
+    return false;
+  }
+  paths = finder.getFoundPaths();
+  return true;
+}
+
+}  // namespace xpc

@@ -1,0 +1,217 @@
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <algorithm>
+
+#include "CFRef.h"
+#include "DictionaryHelper.h"
+#include "LogCapture.h"
+#include "SupportTest.h"
+
+namespace {
+
+using xpc::CFRef;
+using xpc::DictionaryHelper;
+using xpc::RefPolicy;
+
+CFRef<CFMutableDictionaryRef> newDictionary() {
+  return CFRef<CFMutableDictionaryRef>(
+      CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                &kCFTypeDictionaryValueCallBacks),
+      RefPolicy::Adopt);
+}
+
+CFRef<CFNumberRef> number(long long value) {
+  return CFRef<CFNumberRef>(CFNumberCreate(nullptr, kCFNumberSInt64Type, &value), RefPolicy::Adopt);
+}
+
+class DictionaryHelperTest : public SupportTest {
+ protected:
+  LogCapture log;
+  DictionaryHelper helper{log.logger()};
+};
+
+TEST_F(DictionaryHelperTest, GettersAnswerFoundAbsentBadCallAndWrongType) {
+  ASSERT_TRUE(helper.createNewDictionary());
+  ASSERT_TRUE(helper.setValue("Name", std::string("Office")));
+  ASSERT_TRUE(helper.setValue("Port", 8080));
+  ASSERT_TRUE(helper.setValue("Enabled", true));
+  ASSERT_TRUE(helper.setValue("Big", static_cast<const void*>(number(5000000000LL).get())));
+  log.take();
+
+  std::string name;
+  int port = 0;
+  bool enabled = false;
+  long long big = 0;
+  EXPECT_EQ(helper.getValue("Name", name), 0);
+  EXPECT_EQ(name, "Office");
+  EXPECT_EQ(helper.getValue(std::string("Port"), port), 0);
+  EXPECT_EQ(port, 8080);
+  EXPECT_EQ(helper.getValue(std::string("Enabled"), enabled), 0);
+  EXPECT_TRUE(enabled);
+  EXPECT_EQ(helper.getValue(std::string("Big"), big), 0);
+  EXPECT_EQ(big, 5000000000LL);
+
+  EXPECT_EQ(helper.getValue(std::string("Missing"), enabled), 1);
+  EXPECT_TRUE(log.saw(5, "The key 'Missing' was not found."));
+  EXPECT_EQ(helper.getValue(std::string("Missing"), port), 1);
+  EXPECT_TRUE(log.saw(5, "The key 'Missing' was not found in the dictionary."));
+
+  EXPECT_EQ(helper.getValue(std::string(""), name), -1);
+  EXPECT_TRUE(log.saw(4, "The 'key' value was empty when calling getValue(string)!"));
+  // A value too large for an int is a failed conversion, not a wrong type.
+  EXPECT_EQ(helper.getValue(std::string("Big"), port), -1);
+  EXPECT_TRUE(log.saw(4, "Unable to convert the value read from the settings to an int!"));
+
+  // The wrong-type path describes the value before saying what was expected.
+  EXPECT_EQ(helper.getValue(std::string("Port"), enabled), -2);
+  std::vector<LogLine> lines = log.take();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].level, 5);
+  EXPECT_EQ(lines[0].text.rfind("CFType information : ", 0), 0u) << lines[0].text;
+  EXPECT_EQ(lines[1], (LogLine{4, "Requested a boolean value from key 'Port', but the result was not a boolean!"}));
+  EXPECT_EQ(helper.getValue(std::string("Enabled"), name), -2);
+
+  SecKeychainItemRef item = nullptr;
+  EXPECT_EQ(helper.getValue("Name", &item), -2);
+  EXPECT_TRUE(log.saw(4, "The value returned from the keychain was not of the type we expected!"));
+  EXPECT_EQ(item, nullptr);
+
+  EXPECT_EQ(helper.getValue(static_cast<CFStringRef>(nullptr), name), -1);
+  EXPECT_EQ(helper.getValue(static_cast<const char*>(nullptr), name), -1);
+  EXPECT_EQ(helper.getValue(CFSTR("Name"), name), 0);
+}
+
+TEST_F(DictionaryHelperTest, ReadsWithoutADictionaryAreBadCalls) {
+  std::string text;
+  void* nested = nullptr;
+  EXPECT_EQ(helper.getValue(std::string("Name"), text), -1);
+  EXPECT_TRUE(log.saw(4, "No dictionary exists for reading data from! Please call one of the "
+                         "functions to load or create a dictionary first!"));
+  EXPECT_EQ(helper.getValue("Nested", &nested), -1);
+  EXPECT_TRUE(log.saw(4, "No dictionary exists for writing data to! Please call one of the "
+                         "functions to load or create a dictionary first!"));
+  EXPECT_EQ(helper.getValueFromKey("Name"), nullptr);
+  EXPECT_EQ(helper.toString(), "Dictionary {\n\tDictionary was NULL!\n}");
+}
+
+TEST_F(DictionaryHelperTest, NestedDictionariesAreReadWithoutARetain) {
+  CFRef<CFMutableDictionaryRef> inner = newDictionary();
+  CFDictionarySetValue(inner.get(), CFSTR("SSID"), CFSTR("Campus"));
+  ASSERT_TRUE(helper.createNewDictionary());
+  ASSERT_TRUE(helper.setValue("Network", inner.get()));
+
+  void* found = nullptr;
+  EXPECT_EQ(helper.getValue("Network", &found), 0);
+  EXPECT_EQ(found, inner.get());
+  EXPECT_EQ(CFGetRetainCount(inner.get()), 2);  // ours and the outer dictionary's
+  EXPECT_EQ(helper.getValue("Absent", &found), 1);
+}
+
+TEST_F(DictionaryHelperTest, WritesNeedAMutableDictionaryAndConvertibleText) {
+  CFRef<CFMutableDictionaryRef> underlying = newDictionary();
+  ASSERT_TRUE(helper.setActiveDictionary(static_cast<CFDictionaryRef>(underlying.get())));
+  EXPECT_FALSE(helper.setValue("Name", std::string("Office")));
+  EXPECT_TRUE(log.saw(4, "Attempted to set a value to a non-mutable dictionary!"));
+  EXPECT_EQ(CFDictionaryGetCount(underlying.get()), 0);
+
+  ASSERT_TRUE(helper.setActiveDictionary(underlying.get()));
+  EXPECT_FALSE(helper.setValue("Name", std::string()));
+  EXPECT_TRUE(log.saw(4, "The 'value' value was empty when calling setValue(string)!"));
+  // The typed setters take ASCII only; the raw setter takes UTF-8 keys.
+  EXPECT_FALSE(helper.setValue("Caf\xC3\xA9", std::string("open")));
+  EXPECT_TRUE(log.saw(4, "Unable to convert a string to a CFStringRef! (1)"));
+  EXPECT_FALSE(helper.setValue("Name", std::string("Caf\xC3\xA9")));
+  EXPECT_TRUE(log.saw(4, "Unable to convert a string to a CFStringRef! (2)"));
+  EXPECT_TRUE(helper.setValue(std::string("Caf\xC3\xA9"), static_cast<const void*>(CFSTR(""))));
+  EXPECT_FALSE(helper.setValue(std::string("Name"), static_cast<const char*>(nullptr)));
+  EXPECT_TRUE(log.saw(4, "Cannot set string value!   The value is NULL!"));
+  EXPECT_FALSE(helper.setValue(CFSTR("Name"), nullptr));
+  EXPECT_TRUE(log.saw(4, "Unable to set a CFType value.  The value to write is NULL!"));
+  EXPECT_EQ(CFDictionaryGetCount(underlying.get()), 1);
+
+  // Existing values are replaced.
+  EXPECT_TRUE(helper.setValue("Port", 80));
+  EXPECT_TRUE(helper.setValue("Port", 443));
+  int port = 0;
+  EXPECT_EQ(helper.getValue(std::string("Port"), port), 0);
+  EXPECT_EQ(port, 443);
+}
+
+TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
+  ASSERT_TRUE(helper.createNewDictionary());
+  EXPECT_FALSE(helper.createNewDictionary());
+  EXPECT_TRUE(log.saw(4, "Unable to create a new dictionary in memory!  One appears to already exist!"));
+
+  // Setting the dictionary that is already active must not lose it.
+  CFMutableDictionaryRef active = const_cast<CFMutableDictionaryRef>(helper.getDictionary());
+  EXPECT_TRUE(helper.setActiveDictionary(active));
+  EXPECT_TRUE(helper.setValue("A", 1));
+  EXPECT_TRUE(helper.setValue("B", 2));
+
+  std::vector<std::string> keys{"existing"};
+  EXPECT_TRUE(helper.getAllKeys(keys));
+  std::sort(keys.begin() + 1, keys.end());
+  EXPECT_EQ(keys, (std::vector<std::string>{"existing", "A", "B"}));
+  EXPECT_TRUE(log.saw(5, "There are 2 key(s) in this dictionary."));
+
+  EXPECT_TRUE(helper.deleteKey("A"));
+  EXPECT_TRUE(helper.deleteKey("A"));  // absent is fine
+  EXPECT_EQ(helper.getValueFromKey("A"), nullptr);
+
+  EXPECT_TRUE(helper.clearActiveDictionary());
+  EXPECT_FALSE(helper.haveActiveDictionary());
+  EXPECT_TRUE(helper.clearActiveDictionary());
+  EXPECT_TRUE(log.saw(5, "Attempted to clear the active dictionary when no dictionary was active!"));
+  EXPECT_FALSE(helper.deleteKey("B"));
+  EXPECT_TRUE(log.saw(4, "No dictionary exists for writing data to!  Please call one of the "
+                         "functions to load or create a dictionary first!"));
+  EXPECT_TRUE(helper.createNewDictionary());
+}
+
+TEST_F(DictionaryHelperTest, TextDumpIndentsNestedValues) {
+  CFRef<CFMutableDictionaryRef> document = newDictionary();
+  CFRef<CFMutableArrayRef> ports(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks),
+                                 RefPolicy::Adopt);
+  CFArrayAppendValue(ports.get(), number(80).get());
+  CFArrayAppendValue(ports.get(), number(443).get());
+  CFDictionarySetValue(document.get(), CFSTR("Name"), CFSTR("Office"));
+  CFDictionarySetValue(document.get(), CFSTR("Ports"), ports.get());
+  ASSERT_TRUE(helper.setActiveDictionary(static_cast<CFDictionaryRef>(document.get())));
+
+  std::string dump = helper.toString();
+  // Entries come in the dictionary's own order.
+  std::string name = "\tName = Office\n";
+  std::string portsText = "\tPorts = Array {\n\t\t0 : 80\n\t\t1 : 443\n\t}\n";
+  EXPECT_TRUE(dump == "Dictionary {\n" + name + portsText + "}" ||
+              dump == "Dictionary {\n" + portsText + name + "}")
+      << dump;
+}
+
+TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListType) {
+  CFRef<CFMutableDictionaryRef> inner = newDictionary();
+  CFDictionarySetValue(inner.get(), CFSTR("Secure"), kCFBooleanFalse);
+  const UInt8 bytes[] = {0xDE, 0xAD, 0x00, 0x0F};
+  CFRef<CFDataRef> data(CFDataCreate(nullptr, bytes, sizeof(bytes)), RefPolicy::Adopt);
+  double ratio = 2.5;
+  CFRef<CFNumberRef> real(CFNumberCreate(nullptr, kCFNumberDoubleType, &ratio), RefPolicy::Adopt);
+  CFRef<CFArrayRef> empty(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks),
+                          RefPolicy::Adopt);
+  CFRef<CFUUIDRef> uuid(CFUUIDCreate(nullptr), RefPolicy::Adopt);
+
+  const std::pair<CFTypeRef, std::string> cases[] = {
+      {inner.get(), "Dictionary {\n\t\tSecure = false\n\t}\n"},
+      {kCFBooleanTrue, "true\n"},
+      {data.get(), "DEAD000F\n"},
+      {real.get(), "2.5\n"},
+      {empty.get(), "Array {\n\t}\n"},
+      {uuid.get(), "Unexpected value type of 'CFUUID'\n"},
+  };
+  for (const auto& [value, rendered] : cases) {
+    DictionaryHelper single(nullptr);
+    ASSERT_TRUE(single.createNewDictionary());
+    ASSERT_TRUE(single.setValue(CFSTR("K"), value));
+    EXPECT_EQ(single.toString(), "Dictionary {\n\tK = " + rendered + "}");
+  }
+}
+
+}  // namespace

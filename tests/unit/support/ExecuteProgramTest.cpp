@@ -1,0 +1,103 @@
+#include <Security/Security.h>
+#include <SystemConfiguration/SystemConfiguration.h>
+#include <unistd.h>
+
+#include "CFRef.h"
+#include "ErrorUtils.h"
+#include "ExecuteProgram.h"
+#include "LogCapture.h"
+#include "SupportTest.h"
+#include "systemconfiguration/SCErrorState.h"
+
+namespace {
+
+using xpc::CFRef;
+using xpc::ErrorUtils;
+using xpc::RefPolicy;
+
+class ExecuteProgramTest : public SupportTest {
+ protected:
+  LogCapture log;
+  ExecuteProgram program{log.logger()};
+};
+
+TEST_F(ExecuteProgramTest, ReportsTheRawWaitStatusAndCapturesBothStreams) {
+  EXPECT_EQ(program.executeWithShell("true"), 0);
+  EXPECT_EQ(program.getStdOut(), "");
+  EXPECT_EQ(program.getStdErr(), "");
+
+  EXPECT_EQ(program.executeWithShell("sh -c 'echo No profiles installed >&2; exit 1'"), 256);
+  EXPECT_EQ(program.getStdOut(), "");
+  EXPECT_EQ(program.getStdErr(), "No profiles installed\n");
+
+  EXPECT_EQ(program.executeWithShell("printf abc"), 0);
+  EXPECT_EQ(program.getStdOut(), "abc\n");  // read back line by line
+
+  // The capture files are removed after every run.
+  EXPECT_NE(access("/tmp/cmdstdout.txt", F_OK), 0);
+  EXPECT_NE(access("/tmp/cmdstderr.txt", F_OK), 0);
+}
+
+TEST_F(ExecuteProgramTest, TheAppendedRedirectionsWin) {
+  // The command's own redirections come first, so ours override them.
+  EXPECT_EQ(program.executeWithShell("sh -c 'echo second; echo oops >&2' > /tmp/own.txt 2>&1"), 0);
+  EXPECT_EQ(program.getStdOut(), "second\n");
+  EXPECT_EQ(program.getStdErr(), "oops\n");
+
+  // A command that removes a capture file itself leaves a warning only.
+  EXPECT_EQ(program.executeWithShell("sh -c 'echo gone; rm /tmp/cmdstdout.txt'"), 0);
+  EXPECT_EQ(program.getStdOut(), "");
+  EXPECT_TRUE(log.saw(3, "Unable to delete the temp file! (1)"));
+}
+
+class ErrorUtilsTest : public SupportTest {
+ protected:
+  LogCapture log;
+  ErrorUtils errors{log.logger()};
+};
+
+TEST_F(ErrorUtilsTest, DescribesSystemConfigurationsLastError) {
+  _SCErrorSet(kSCStatusNoKey);
+  // CF builds the description from the framework's text, as on a Mac.
+  EXPECT_EQ(errors.getLastCFError(),
+            "The operation couldn\xE2\x80\x99t be completed. (com.apple.SystemConfiguration error "
+            "1004 - No such key)");
+  std::vector<LogLine> expected{{5, "Domain string : com.apple.SystemConfiguration"},
+                                {5, "Error code : 1004"}};
+  EXPECT_EQ(log.take(), expected);
+
+  _SCErrorSet(kSCStatusPrefsBusy);
+  EXPECT_EQ(errors.getLastCFErrorCode(), 3002);
+  CFErrorRef last = errors.getLastCFErrorObject();
+  ASSERT_NE(last, nullptr);
+  EXPECT_EQ(CFErrorGetCode(last), 3002);
+  _SCErrorSet(kSCStatusOK);
+}
+
+TEST_F(ErrorUtilsTest, DescribesAnyErrorObject) {
+  CFRef<CFStringRef> reason(CFStringCreateWithCString(nullptr, "The file is locked.", kCFStringEncodingUTF8),
+                            RefPolicy::Adopt);
+  CFRef<CFStringRef> description(
+      CFStringCreateWithCString(nullptr, "Could not save.", kCFStringEncodingUTF8), RefPolicy::Adopt);
+  const void* keys[] = {kCFErrorLocalizedDescriptionKey, kCFErrorLocalizedFailureReasonKey};
+  const void* values[] = {description.get(), reason.get()};
+  CFRef<CFErrorRef> error(CFErrorCreateWithUserInfoKeysAndValues(nullptr, kCFErrorDomainPOSIX, 13, keys,
+                                                                 values, 2),
+                          RefPolicy::Adopt);
+  EXPECT_EQ(errors.getCFErrorString(error.get()), "Could not save.");
+  EXPECT_TRUE(log.saw(5, "Failure reason : The file is locked."));
+
+  EXPECT_EQ(errors.getCFErrorString(nullptr), "");
+  EXPECT_TRUE(log.saw(4, "Unable to get error string from CFErrorRef object!  Value provided was NULL!"));
+}
+
+TEST_F(ErrorUtilsTest, SecurityStatusTexts) {
+  EXPECT_EQ(errors.getErrorStringFromOsStatus(errSecItemNotFound),
+            "The specified item could not be found in the keychain.");
+  EXPECT_EQ(errors.getErrorStringFromOsStatus(errSecDuplicateItem),
+            "The specified item already exists in the keychain.");
+  EXPECT_EQ(errors.getErrorStringFromOsStatus(-1234567),
+            "ERROR : Value returned from SecCopyErrorMessageString() was NULL!");
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "CFRef.h"
+#include "LogCapture.h"
+#include "PlistManipulator.h"
+#include "SupportTest.h"
+
+namespace {
+
+using xpc::CFRef;
+using xpc::PlistManipulator;
+using xpc::RefPolicy;
+
+std::string readBytes(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+// The file parsed by CF directly, as the reference to compare with.
+CFRef<CFPropertyListRef> parse(const std::string& path) {
+  std::string bytes = readBytes(path);
+  CFRef<CFDataRef> data(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                     static_cast<CFIndex>(bytes.size())),
+                        RefPolicy::Adopt);
+  return CFRef<CFPropertyListRef>(
+      CFPropertyListCreateWithData(nullptr, data.get(), kCFPropertyListImmutable, nullptr, nullptr),
+      RefPolicy::Adopt);
+}
+
+class PlistManipulatorTest : public SupportTest {
+ protected:
+  LogCapture log;
+};
+
+TEST_F(PlistManipulatorTest, SystemFilesComeBackUnchangedInBinaryForm) {
+  for (const char* name :
+       {"preferences.plist", "Campus-Secure.mobileconfig", "com.apple.SoftwareUpdate.plist"}) {
+    SCOPED_TRACE(name);
+    CFRef<CFPropertyListRef> original = parse(fixture(name));
+    ASSERT_TRUE(original);
+
+    PlistManipulator plist(log.logger());
+    ASSERT_TRUE(plist.loadPlistFile(fixture(name)));
+    ASSERT_TRUE(plist.writePlistFile("/tmp/rewritten.plist"));
+    EXPECT_TRUE(log.saw(5, "The settings were written successfully!"));
+
+    EXPECT_EQ(readBytes("/tmp/rewritten.plist").substr(0, 8), "bplist00");
+    CFRef<CFPropertyListRef> rewritten = parse("/tmp/rewritten.plist");
+    ASSERT_TRUE(rewritten);
+    EXPECT_TRUE(CFEqual(original.get(), rewritten.get()));
+  }
+}
+
+TEST_F(PlistManipulatorTest, LoadedDocumentsAreEditable) {
+  PlistManipulator plist(log.logger());
+  ASSERT_TRUE(plist.loadPlistFile(fixture("com.apple.SoftwareUpdate.plist")));
+  int frequency = 0;
+  EXPECT_EQ(plist.getValue(std::string("ScheduleFrequency"), frequency), 0);
+  EXPECT_EQ(frequency, 7);
+  EXPECT_TRUE(plist.setValue("ScheduleFrequency", 1));
+  EXPECT_TRUE(plist.setValue("AutomaticCheckEnabled", false));
+  ASSERT_TRUE(plist.writePlistFile("/tmp/SoftwareUpdate.plist"));
+
+  PlistManipulator reread(nullptr);
+  ASSERT_TRUE(reread.loadPlistFile("/tmp/SoftwareUpdate.plist"));
+  bool enabled = true;
+  EXPECT_EQ(reread.getValue(std::string("ScheduleFrequency"), frequency), 0);
+  EXPECT_EQ(frequency, 1);
+  EXPECT_EQ(reread.getValue(std::string("AutomaticCheckEnabled"), enabled), 0);
+  EXPECT_FALSE(enabled);
+  std::string version;
+  EXPECT_EQ(reread.getValue("LastAttemptSystemVersion", version), 0);
+  EXPECT_EQ(version, "10.15.7 (19H2)");
+
+  // Every value of a real preference file has a rendering, dates included.
+  std::string dump = reread.toString();
+  EXPECT_NE(dump.find("\tLastSuccessfulDate = "), std::string::npos) << dump;
+  EXPECT_EQ(dump.find("Unexpected value type"), std::string::npos) << dump;
+  EXPECT_NE(dump.find("\t\t0 : Dictionary {\n"), std::string::npos) << dump;
+  EXPECT_NE(dump.find("\t\t\tDisplay Name = Safari\n"), std::string::npos) << dump;
+}
+
+TEST_F(PlistManipulatorTest, OneDocumentPerInstance) {
+  PlistManipulator plist(log.logger());
+  ASSERT_TRUE(plist.loadPlistFile(fixture("preferences.plist")));
+  log.take();
+
+  EXPECT_FALSE(plist.loadPlistFile(fixture("com.apple.SoftwareUpdate.plist")));
+  std::vector<LogLine> expected{
+      {4, "Cannot call clearActiveDictionary() on the PlistManipulator class!"},
+      {4, "There was a dictionary already loaded in memory that couldn't be released!  Failed to "
+          "load a new dictionary!"}};
+  EXPECT_EQ(log.take(), expected);
+  std::string currentSet;
+  EXPECT_EQ(plist.getValue("CurrentSet", currentSet), 0);
+  EXPECT_EQ(currentSet, "/Sets/C7D8E9F0-1A2B-4C3D-8E4F-5A6B7C8D9E0F");
+
+  EXPECT_FALSE(plist.createNewPlist());
+  EXPECT_FALSE(plist.createNewDictionary());
+  EXPECT_TRUE(log.saw(4, "Cannot call createNewDictionary() on the PlistManipulator class!"));
+  EXPECT_TRUE(plist.haveActiveDictionary());
+}
+
+TEST_F(PlistManipulatorTest, FailedLoadsLeaveTheInstanceEmpty) {
+  PlistManipulator plist(log.logger());
+  EXPECT_FALSE(plist.writePlistFile("/tmp/nothing.plist"));
+  EXPECT_TRUE(log.saw(4, "There is no dictionary in memory that can be written!"));
+
+  EXPECT_FALSE(plist.loadPlistFile("/tmp/does-not-exist.plist"));
+  EXPECT_TRUE(log.saw(4, "Unable to open the requested setting data!"));
+  EXPECT_FALSE(plist.loadPlistFromString(""));
+  EXPECT_TRUE(log.saw(4, "The string provided to load as a plist was empty!"));
+  EXPECT_FALSE(plist.loadPlistFromStream(nullptr));
+  EXPECT_TRUE(log.saw(4, "A NULL stream was provided to loadPlistFromStream()!"));
+
+  EXPECT_FALSE(plist.loadPlistFromString("<plist><dict><key>Unclosed"));
+  std::vector<LogLine> lines = log.take();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back().level, 4);
+  EXPECT_EQ(lines.back().text.rfind("Error loading the setting data!  (Error : ", 0), 0u)
+      << lines.back().text;
+  EXPECT_NE(lines.back().text.back(), ')');
+  EXPECT_FALSE(plist.haveActiveDictionary());
+
+  // A property list whose root is an array is accepted as it is.
+  EXPECT_TRUE(plist.loadPlistFromString(
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><array>"
+      "<string>en0</string><string>en1</string></array></plist>"));
+  EXPECT_EQ(CFGetTypeID(plist.getPropertyList()), CFArrayGetTypeID());
+}
+
+TEST_F(PlistManipulatorTest, NewDocumentIsWrittenFromScratch) {
+  PlistManipulator plist(log.logger());
+  ASSERT_TRUE(plist.createNewPlist());
+  ASSERT_TRUE(plist.setValue("globalstate", 1));
+  ASSERT_TRUE(plist.writePlistFile("/tmp/com.apple.alf.plist"));
+
+  CFRef<CFPropertyListRef> written = parse("/tmp/com.apple.alf.plist");
+  ASSERT_TRUE(written);
+  ASSERT_EQ(CFGetTypeID(written.get()), CFDictionaryGetTypeID());
+  CFNumberRef state = static_cast<CFNumberRef>(
+      CFDictionaryGetValue(static_cast<CFDictionaryRef>(written.get()), CFSTR("globalstate")));
+  int value = 0;
+  ASSERT_NE(state, nullptr);
+  EXPECT_TRUE(CFNumberGetValue(state, kCFNumberSInt32Type, &value));
+  EXPECT_EQ(value, 1);
+}
+
+}  // namespace

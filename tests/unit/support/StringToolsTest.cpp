@@ -1,0 +1,138 @@
+#include "CFRef.h"
+#include "MacStringUtils.h"
+#include "StringTools.h"
+#include "SupportTest.h"
+#include "XmlUtils.h"
+
+namespace {
+
+using xpc::StringTools;
+using Pieces = std::vector<std::string>;
+
+TEST(StringTools, EmptinessIsWhitespaceOnly) {
+  EXPECT_TRUE(StringTools::stringIsEmpty(""));
+  EXPECT_TRUE(StringTools::stringIsEmpty("\n"));
+  EXPECT_TRUE(StringTools::stringIsEmpty("   \t"));
+  EXPECT_TRUE(StringTools::stringIsEmpty("\r\n"));
+  EXPECT_FALSE(StringTools::stringIsEmpty("\xC2\xA0"));  // non-breaking space
+  EXPECT_FALSE(StringTools::stringIsEmpty("\v"));
+  EXPECT_FALSE(StringTools::stringIsEmpty(" x "));
+}
+
+TEST(StringTools, BooleansFromText) {
+  EXPECT_TRUE(StringTools::boolFromString("True"));
+  EXPECT_TRUE(StringTools::boolFromString("true"));
+  EXPECT_TRUE(StringTools::boolFromString("1"));
+  EXPECT_FALSE(StringTools::boolFromString(" 1"));
+  EXPECT_FALSE(StringTools::boolFromString("yes"));
+  EXPECT_FALSE(StringTools::boolFromString("  "));
+  EXPECT_EQ(StringTools::boolStringFromString("TRUE"), "true");
+  EXPECT_EQ(StringTools::boolStringFromString("on"), "false");
+}
+
+TEST(StringTools, ReplaceNeverRescansItsReplacement) {
+  EXPECT_EQ(StringTools::replaceInString("aaa", "a", "aa", true, false), "aaaaaa");
+  EXPECT_EQ(StringTools::replaceInString("aaa", "a", "b", false, false), "baa");
+  EXPECT_EQ(StringTools::replaceInString("Proxy PROXY proxy", "proxy", "x", true, true), "x x x");
+  EXPECT_EQ(StringTools::replaceInString("Proxy PROXY proxy", "proxy", "x", true, false), "Proxy PROXY x");
+  EXPECT_EQ(StringTools::replaceInString("abc", " ", "x", true, false), "abc");
+}
+
+TEST(StringTools, FindingIsBoundedAndOptionallyCaseInsensitive) {
+  const std::string text = "<key>SSID_STR</key><string>Campus</string>";
+  EXPECT_EQ(StringTools::findNextStringMatch(text, "<string>", 0, false), 19u);
+  EXPECT_EQ(StringTools::findNextStringMatch(text, "<STRING>", 0, false), StringTools::npos);
+  EXPECT_EQ(StringTools::findNextStringMatch(text, "<STRING>", 0, true), 19u);
+  EXPECT_EQ(StringTools::findNextStringMatch(text, "<string>", 20, false), StringTools::npos);
+  EXPECT_EQ(StringTools::findNextStringMatch(text, "key", text.size(), false), StringTools::npos);
+  EXPECT_EQ(StringTools::findNextStringMatch(text, "", 0, false), StringTools::npos);
+  EXPECT_EQ(StringTools::findInsensitiveInString(text, "campus"), 27u);
+  EXPECT_TRUE(StringTools::caseInsensitiveMatch("PEAP", "peap"));
+}
+
+TEST(StringTools, SplitKeepsInnerEmptyPiecesOnly) {
+  EXPECT_EQ(StringTools::split("a,b", ','), (Pieces{"a", "b"}));
+  EXPECT_EQ(StringTools::split("a,,b", ','), (Pieces{"a", "", "b"}));
+  EXPECT_EQ(StringTools::split(",a", ','), (Pieces{"", "a"}));
+  EXPECT_EQ(StringTools::split("a,", ','), (Pieces{"a"}));
+  EXPECT_EQ(StringTools::split(" \t", ','), Pieces{});
+  EXPECT_EQ(StringTools::split("en0 :: en1 :: ", " :: "), (Pieces{"en0", "en1"}));
+  EXPECT_EQ(StringTools::split("en0::::en1", "::"), (Pieces{"en0", "", "en1"}));
+  EXPECT_EQ(StringTools::splitWithQuotes("profiles -R -p \"My Profile\" \"\""),
+            (Pieces{"profiles", "-R", "-p", "My Profile", ""}));
+}
+
+TEST(StringTools, PathsAndFileNames) {
+  EXPECT_EQ(StringTools::stripInvalidPathnameCharacters("/Users/me/Work: 2024/a?b.txt"),
+            "/Users/me/Work 2024/ab.txt");
+  EXPECT_EQ(StringTools::stripInvalidFilenameCharacters("a<b>c:d\"e|f?g*h!i[j]k;l=m,n/o\\p"),
+            "abcdefghijklmnop");
+  EXPECT_EQ(StringTools::normalizeSlashes("C:\\tmp\\x"), "C:/tmp/x");
+  EXPECT_EQ(StringTools::getFilenameFromPath("/tmp/profiles/wifi.mobileconfig"), "wifi.mobileconfig");
+  EXPECT_EQ(StringTools::getFilenameFromPath("wifi.mobileconfig"), "wifi.mobileconfig");
+  EXPECT_EQ(StringTools::getPathWithoutFilename("/tmp/profiles/wifi.mobileconfig"), "/tmp/profiles/");
+  EXPECT_EQ(StringTools::getPathWithoutFilename("wifi.mobileconfig"), "");
+  EXPECT_EQ(StringTools::concatenateFileAndPath("x", "/tmp"), "/tmp/x");
+  EXPECT_EQ(StringTools::concatenateFileAndPath("x", "/tmp/"), "/tmp/x");
+  EXPECT_TRUE(StringTools::startsWith("/Applications/helloworld.app/x", "/Applications/helloworld"));
+  EXPECT_FALSE(StringTools::startsWith("/Applications/Other", "/Applications/helloworld"));
+  EXPECT_TRUE(StringTools::endsWith("file.plist", ".plist"));
+  EXPECT_FALSE(StringTools::endsWith("t", ".plist"));
+}
+
+TEST(StringTools, NumbersMacAddressesAndNames) {
+  EXPECT_EQ(StringTools::toInt("42"), 42);
+  EXPECT_EQ(StringTools::toInt("junk"), 0);
+  EXPECT_EQ(StringTools::longlongFromString("-5000000000"), -5000000000LL);
+  EXPECT_EQ(StringTools::stringFromDouble(2.0 / 3.0), "0.666667");
+  EXPECT_TRUE(StringTools::stringIsNumeric("0123"));
+  EXPECT_FALSE(StringTools::stringIsNumeric("-1"));
+  EXPECT_FALSE(StringTools::stringIsNumeric(""));
+  EXPECT_EQ(StringTools::withLeadingZero(7), "07");
+
+  const unsigned char mac[6] = {0x00, 0x1b, 0x63, 0xaa, 0x0f, 0xfe};
+  EXPECT_EQ(StringTools::macAddressToString(mac), "00:1B:63:AA:0F:FE");
+  EXPECT_EQ(StringTools::adaptMacAddress("00-1b-63-aa-0f-fe"), "00:1B:63:AA:0F:FE");
+  EXPECT_EQ(StringTools::adaptMacAddress("001b63aa0ffe"), "00:1B:63:AA:0F:FE");
+  EXPECT_EQ(StringTools::adaptMacAddress("00:1b:63:aa:0f"), "");
+  EXPECT_TRUE(StringTools::checkSeparators("00:1B:63:AA:0F:FE"));
+  EXPECT_FALSE(StringTools::checkSeparators("00-1B-63-AA-0F-FE"));
+  EXPECT_EQ(StringTools::hexOctetStringToByte("fE"), 254);
+  EXPECT_EQ(StringTools::hexOctetStringToByte("G0"), -1);
+
+  EXPECT_EQ(StringTools::eapMethodIdToString(25), "PEAP");
+  EXPECT_EQ(StringTools::eapMethodIdToString(26), "EAP-MSCHAPv2");
+  EXPECT_EQ(StringTools::eapMethodIdToString(17), "Unknown EAP method : 17");
+}
+
+TEST(StringTools, HexDumpStaysInsideItsBuffer) {
+  const unsigned char bytes[18] = {'M', 'a', 'c', 0x00, 0xff};
+  std::string dump = StringTools::dumpHex(bytes, sizeof(bytes));
+  EXPECT_EQ(dump,
+            "4D 61 63 00 FF 00 00 00 00 00 00 00 00 00 00 00  | Mac.............\n"
+            "00 00                                            | ..\n");
+}
+
+TEST(XmlUtils, EscapingRoundTrips) {
+  const std::string text = "Tom & Jerry <b> \xC3\xA0 la carte \"quoted\"";
+  std::string safe = xpc::XmlUtils::toXmlSafe(text);
+  EXPECT_EQ(safe, "Tom &amp; Jerry &lt;b&gt; &agrave; la carte \"quoted\"");
+  EXPECT_EQ(xpc::XmlUtils::fromXmlSafe(safe), text);
+  // Undone in a fixed order, so an escaped entity name comes back as the letter.
+  EXPECT_EQ(xpc::XmlUtils::fromXmlSafe("&amp;agrave;"), "\xC3\xA0");
+}
+
+class MacStringUtilsTest : public SupportTest {};
+
+TEST_F(MacStringUtilsTest, ConvertsUtf8BothWays) {
+  const std::string text = "Caf\xC3\xA9 Wi-Fi \xE2\x9C\x93";
+  xpc::CFRef<CFStringRef> string(xpc::MacStringUtils::stdStringToCfStringRef(text),
+                                 xpc::RefPolicy::Adopt);
+  ASSERT_TRUE(string);
+  EXPECT_EQ(CFStringGetLength(string.get()), 12);
+  EXPECT_EQ(xpc::MacStringUtils::cfStringRefToStdString(string.get()), text);
+  EXPECT_EQ(xpc::MacStringUtils::stdStringToCfStringRef("\xC3"), nullptr);
+  EXPECT_EQ(xpc::MacStringUtils::cfStringRefToStdString(nullptr), "");
+}
+
+}  // namespace

@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "LogCapture.h"
+#include "TextCodec.h"
+#include "XpcBase64.h"
+
+namespace {
+
+using xpc::TextCodec;
+using xpc::XpcBase64;
+
+struct FreeDeleter {
+  void operator()(unsigned char* bytes) const { std::free(bytes); }
+};
+using Decoded = std::unique_ptr<unsigned char, FreeDeleter>;
+
+TEST(XpcBase64, KnownVectors) {
+  XpcBase64 base64(nullptr);
+  std::string out = "stale";
+  const unsigned char ma[] = {'M', 'a'};
+  const unsigned char zero[] = {0};
+  const unsigned char man[] = {'M', 'a', 'n'};
+  EXPECT_TRUE(base64.encode(ma, 2, out));
+  EXPECT_EQ(out, "TWE=");
+  EXPECT_TRUE(base64.encode(zero, 1, out));
+  EXPECT_EQ(out, "AA==");
+  EXPECT_TRUE(base64.encode(man, 3, out));
+  EXPECT_EQ(out, "TWFu");
+  EXPECT_TRUE(base64.encode(man, 0, out));
+  EXPECT_EQ(out, "");
+
+  unsigned long length = 99;
+  Decoded decoded(base64.decode("TWE=", &length));
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(length, 2u);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(decoded.get()), 3), std::string("Ma\0", 3));
+  decoded.reset(base64.decode("AA==", &length));
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(length, 1u);
+  EXPECT_EQ(decoded.get()[0], 0);
+}
+
+TEST(XpcBase64, RefusesBadCalls) {
+  LogCapture log;
+  XpcBase64 base64(log.logger());
+  unsigned long length = 0;
+  EXPECT_EQ(base64.decode("TWE=A", &length), nullptr);
+  EXPECT_TRUE(log.saw(4, "Invalid base 64 length in XpcBase64::decode()!"));
+  EXPECT_EQ(base64.decode("TWE=", nullptr), nullptr);
+  EXPECT_TRUE(log.saw(4, "NULL was passed in to XpcBase64::decode()!"));
+  std::string out;
+  EXPECT_FALSE(base64.encode(nullptr, 3, out));
+  EXPECT_TRUE(log.saw(4, "NULL value passed to XpcBase64::encode()!"));
+}
+
+TEST(TextCodec, RoundTripsAnyTextWithoutNulBytes) {
+  TextCodec codec;
+  // Lengths up to 200 cover every padding case and base64 texts longer than
+  // one 64-symbol shift period.
+  std::string text;
+  for (int length = 0; length <= 200; ++length) {
+    std::string coded;
+    std::string back;
+    ASSERT_TRUE(codec.encode(text, coded)) << length;
+    ASSERT_TRUE(codec.decode(coded, back)) << length;
+    EXPECT_EQ(back, text) << length;
+    text += static_cast<char>(1 + (length * 37) % 255);
+  }
+}
+
+TEST(TextCodec, DecodingStopsAtNulAndRejectsForeignSymbols) {
+  TextCodec codec;
+  std::string coded;
+  std::string back = "stale";
+  ASSERT_TRUE(codec.encode(std::string("pass\0word", 9), coded));
+  ASSERT_TRUE(codec.decode(coded, back));
+  EXPECT_EQ(back, "pass");
+
+  EXPECT_FALSE(codec.decode("abc!", back));  // "!" is in neither alphabet
+  EXPECT_FALSE(codec.decode(coded.substr(0, 5), back));  // not a whole base64 group
+}
+
+}  // namespace
