@@ -29,23 +29,12 @@ LogCapture::~LogCapture() { logger_.setXpcConnection(nullptr); }
 
 void LogCapture::sync() { client_.sendCommand("sync"); }
 
-std::vector<LogLine> LogCapture::lines() {
+std::vector<LogLine> LogCapture::take() {
   sync();
-  return client_.logLines();
+  return client_.takeLogLines();
 }
 
-std::vector<std::string> LogCapture::texts() {
-  std::vector<std::string> result;
-  for (const LogLine& line : lines()) result.push_back(line.text);
-  return result;
-}
-
-bool LogCapture::contains(const std::string& text) {
-  std::vector<std::string> all = texts();
-  return std::find(all.begin(), all.end(), text) != all.end();
-}
-
-void LogCapture::clear() {
-  sync();
-  client_.takeLogLines();
+bool LogCapture::saw(int64_t level, const std::string& text) {
+  std::vector<LogLine> lines = take();
+  return std::find(lines.begin(), lines.end(), LogLine{level, text}) != lines.end();
 }

@@ -14,11 +14,11 @@ class LogCapture {
   ~LogCapture();
 
   Logger* logger() { return &logger_; }
-  // Every line logged so far (waits until lines already sent have arrived).
-  std::vector<LogLine> lines();
-  std::vector<std::string> texts();
-  bool contains(const std::string& text);
-  void clear();
+  // Every line logged since the last look (all of them have arrived when
+  // this returns); forgets them.
+  std::vector<LogLine> take();
+  // Whether exactly this line was logged since the last look; forgets them all.
+  bool saw(int64_t level, const std::string& text);
 
  private:
   void sync();

@@ -144,7 +144,7 @@ TEST_F(XpcCommandHandlerTest, RequestsLeaveNoXpcObjectBehind) {
   }
   logger.setXpcConnection(nullptr);
   // Connection teardown finishes on the runtime's queues; wait for it.
-  for (int i = 0; i < 3000 && emu_xpc_live_objects() != baseline; ++i) usleep(1000);
+  for (int i = 0; i < 30000 && emu_xpc_live_objects() != baseline; ++i) usleep(1000);
   EXPECT_EQ(emu_xpc_live_objects(), baseline);
 }
 
