@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "Dictionary.h"
+#include "../dispatch/Queue.h"
 #include "Rendezvous.h"
 
 namespace emu::xpc {
@@ -354,7 +355,13 @@ void Connection::receive(const Wire::Header& header, Object* message) {
   } else {
     inbox_.push_back(Event{message, {}, false});
   }
-  scheduleLocked();
+  bool deliverHere = claimDeliveryLocked();
+  lock.unlock();
+  // The reader holds no lock now: when the target queue is idle it delivers
+  // the message itself, as the queue's own work, instead of waking a worker.
+  if (deliverHere && !dispatch::Queue::from(queue_)->runNowIfIdle(deliverNext, this)) {
+    dispatch_async_f(queue_, this, deliverNext);
+  }
 }
 
 void Connection::acceptLoop(int fd) {
@@ -432,11 +439,15 @@ void Connection::finishLocked() {
   scheduleLocked();
 }
 
-void Connection::scheduleLocked() {
-  if (scheduled_ || inbox_.empty() || !activated_ || suspended_ > 0) return;
+bool Connection::claimDeliveryLocked() {
+  if (scheduled_ || inbox_.empty() || !activated_ || suspended_ > 0) return false;
   scheduled_ = true;
   retain();  // the delivery's reference
-  dispatch_async_f(queue_, this, deliverNext);
+  return true;
+}
+
+void Connection::scheduleLocked() {
+  if (claimDeliveryLocked()) dispatch_async_f(queue_, this, deliverNext);
 }
 
 void Connection::deliverNext(void* connection) {
