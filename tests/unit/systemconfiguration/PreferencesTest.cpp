@@ -191,8 +191,10 @@ TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
 
 // A value big enough that writing it takes a while; every byte is the
 // number of the commit that wrote it.
+const size_t kBulkSize = 2 << 20;
+
 xpc::CFRef<CFDataRef> bulk(int generation) {
-  std::vector<UInt8> bytes(4 << 20, static_cast<UInt8>(generation));
+  std::vector<UInt8> bytes(kBulkSize, static_cast<UInt8>(generation));
   return adopt(CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size())));
 }
 
@@ -221,7 +223,7 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
     EXPECT_EQ(text(valueAt(stored.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
     auto data = static_cast<CFDataRef>(valueAt(stored.get(), "Bulk"));
     ASSERT_NE(data, nullptr) << "round " << round;
-    ASSERT_EQ(CFDataGetLength(data), 4 << 20) << "round " << round;
+    ASSERT_EQ(static_cast<size_t>(CFDataGetLength(data)), kBulkSize) << "round " << round;
     const UInt8* bytes = CFDataGetBytePtr(data);
     EXPECT_EQ(std::count(bytes, bytes + CFDataGetLength(data), bytes[0]), CFDataGetLength(data)) << "round " << round;
   }
