@@ -55,6 +55,13 @@ __SCPreferences *sessionOf(SCPreferencesRef prefs) {
   return emu::sc::instance<__SCPreferences>(prefs, SCPreferencesGetTypeID());
 }
 
+// The session, or null with the status set when prefs is not one.
+__SCPreferences *requireSession(SCPreferencesRef prefs) {
+  __SCPreferences *p = sessionOf(prefs);
+  if (p == nullptr) _SCErrorSet(kSCStatusNoPrefsSession);
+  return p;
+}
+
 // Identifies one version of the stored file: a commit renames a new file
 // into place, so the inode changes even when the size and time do not.
 CFDataRef createSignature(const struct stat &status) {
@@ -86,10 +93,11 @@ bool writeAll(int fd, const UInt8 *bytes, size_t size) {
   return true;
 }
 
-// Reads the stored values once. A missing, unreadable or corrupt file reads
-// as no values at all, which count as a change to be written.
-void access(__SCPreferences *p) {
-  if (p->accessed) return;
+// The session's values, read from the file the first time. A missing,
+// unreadable or corrupt file reads as no values at all, which count as a
+// change to be written.
+CFMutableDictionaryRef access(__SCPreferences *p) {
+  if (p->accessed) return p->values.get();
   struct stat status {};
   std::vector<UInt8> bytes;
   int fd = open(p->path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -113,6 +121,7 @@ void access(__SCPreferences *p) {
     p->changed = true;
   }
   p->accessed = true;
+  return p->values.get();
 }
 
 // Whether the file is still the one the session read.
@@ -213,9 +222,7 @@ namespace emu::sc {
 
 CFMutableDictionaryRef preferencesValues(SCPreferencesRef prefs) {
   __SCPreferences *p = sessionOf(prefs);
-  if (p == nullptr) return nullptr;
-  access(p);
-  return p->values.get();
+  return p != nullptr ? access(p) : nullptr;
 }
 
 void replacePreferencesValues(SCPreferencesRef prefs, CFDictionaryRef values) {
@@ -244,11 +251,8 @@ SCPreferencesRef SCPreferencesCreateWithAuthorization(CFAllocatorRef, CFStringRe
 }
 
 Boolean SCPreferencesLock(SCPreferencesRef prefs, Boolean wait) {
-  __SCPreferences *p = sessionOf(prefs);
-  if (p == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return FALSE;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return FALSE;
   if (p->locked) {
     _SCErrorSet(kSCStatusLocked);
     return FALSE;
@@ -296,11 +300,8 @@ Boolean SCPreferencesLock(SCPreferencesRef prefs, Boolean wait) {
 }
 
 Boolean SCPreferencesUnlock(SCPreferencesRef prefs) {
-  __SCPreferences *p = sessionOf(prefs);
-  if (p == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return FALSE;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return FALSE;
   if (!p->locked) {
     _SCErrorSet(kSCStatusNeedLock);
     return FALSE;
@@ -313,11 +314,8 @@ Boolean SCPreferencesUnlock(SCPreferencesRef prefs) {
 // not hold it; the step's status survives the unlock.
 template <typename Step>
 static Boolean withLock(SCPreferencesRef prefs, Step step) {
-  __SCPreferences *p = sessionOf(prefs);
-  if (p == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return FALSE;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return FALSE;
   bool wasLocked = p->locked;
   if (!wasLocked && !SCPreferencesLock(prefs, TRUE)) return FALSE;
   bool ok = step(p);
@@ -346,11 +344,8 @@ Boolean SCPreferencesApplyChanges(SCPreferencesRef prefs) {
 }
 
 void SCPreferencesSynchronize(SCPreferencesRef prefs) {
-  __SCPreferences *p = sessionOf(prefs);
-  if (p == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return;
   p->values.reset();
   p->signature.reset();
   p->accessed = false;
@@ -358,74 +353,61 @@ void SCPreferencesSynchronize(SCPreferencesRef prefs) {
 }
 
 CFDataRef SCPreferencesGetSignature(SCPreferencesRef prefs) {
-  __SCPreferences *p = sessionOf(prefs);
-  if (p == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return nullptr;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return nullptr;
   access(p);
   return p->signature.get();
 }
 
 CFArrayRef SCPreferencesCopyKeyList(SCPreferencesRef prefs) {
-  CFMutableDictionaryRef values = emu::sc::preferencesValues(prefs);
-  if (values == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return nullptr;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return nullptr;
+  CFMutableDictionaryRef values = access(p);
   std::vector<const void *> keys;
   for (const auto &entry : emu::sc::entries(values)) keys.push_back(entry.first);
   return CFArrayCreate(nullptr, keys.data(), static_cast<CFIndex>(keys.size()), &kCFTypeArrayCallBacks);
 }
 
 CFPropertyListRef SCPreferencesGetValue(SCPreferencesRef prefs, CFStringRef key) {
-  CFMutableDictionaryRef values = emu::sc::preferencesValues(prefs);
-  if (values == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return nullptr;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return nullptr;
+  CFMutableDictionaryRef values = access(p);
   CFPropertyListRef value = CFDictionaryGetValue(values, key);
   if (value == nullptr) _SCErrorSet(kSCStatusNoKey);
   return value;
 }
 
 Boolean SCPreferencesAddValue(SCPreferencesRef prefs, CFStringRef key, CFPropertyListRef value) {
-  CFMutableDictionaryRef values = emu::sc::preferencesValues(prefs);
-  if (values == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return FALSE;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return FALSE;
+  CFMutableDictionaryRef values = access(p);
   if (CFDictionaryContainsKey(values, key)) {
     _SCErrorSet(kSCStatusKeyExists);
     return FALSE;
   }
   CFDictionaryAddValue(values, key, value);
-  sessionOf(prefs)->changed = true;
+  p->changed = true;
   return TRUE;
 }
 
 Boolean SCPreferencesSetValue(SCPreferencesRef prefs, CFStringRef key, CFPropertyListRef value) {
-  CFMutableDictionaryRef values = emu::sc::preferencesValues(prefs);
-  if (values == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return FALSE;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return FALSE;
+  CFMutableDictionaryRef values = access(p);
   CFDictionarySetValue(values, key, value);
-  sessionOf(prefs)->changed = true;
+  p->changed = true;
   return TRUE;
 }
 
 Boolean SCPreferencesRemoveValue(SCPreferencesRef prefs, CFStringRef key) {
-  CFMutableDictionaryRef values = emu::sc::preferencesValues(prefs);
-  if (values == nullptr) {
-    _SCErrorSet(kSCStatusNoPrefsSession);
-    return FALSE;
-  }
+  __SCPreferences *p = requireSession(prefs);
+  if (p == nullptr) return FALSE;
+  CFMutableDictionaryRef values = access(p);
   if (!CFDictionaryContainsKey(values, key)) {
     _SCErrorSet(kSCStatusNoKey);
     return FALSE;
   }
   CFDictionaryRemoveValue(values, key);
-  sessionOf(prefs)->changed = true;
+  p->changed = true;
   return TRUE;
 }
