@@ -35,8 +35,8 @@ struct __SCDynamicStore {
 
 namespace {
 
-const CFRuntimeClass kDynamicStoreClass = {"SCDynamicStore", emu::cfFinalize<__SCDynamicStore>, nullptr, nullptr,
-                                           nullptr, nullptr};
+const CFRuntimeClass kDynamicStoreClass = {
+    "SCDynamicStore", emu::cfFinalize<__SCDynamicStore>, nullptr, nullptr, nullptr, nullptr};
 
 const char kStoreDirectory[] = "/var/run/configd";
 const char kStorePath[] = "/var/run/configd/store.plist";
@@ -184,8 +184,8 @@ void addInterfaceState(CFMutableDictionaryRef keys) {
     if (ioctl(sock, SIOCGIFFLAGS, &request) == -1 || (request.ifr_flags & IFF_LOOPBACK) != 0) continue;
     Owned<CFStringRef> name(emu::sc::createString(entry->if_name));
     CFArrayAppendValue(names.get(), name.get());
-    Owned<CFStringRef> key(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, kSCDynamicStoreDomainState,
-                                                                         name.get(), kSCEntNetLink));
+    Owned<CFStringRef> key(
+        SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, kSCDynamicStoreDomainState, name.get(), kSCEntNetLink));
     const void *linkKeys[] = {kSCPropNetLinkActive};
     const void *linkValues[] = {(request.ifr_flags & IFF_RUNNING) != 0 ? kCFBooleanTrue : kCFBooleanFalse};
     Owned<CFDictionaryRef> link(CFDictionaryCreate(nullptr, linkKeys, linkValues, 1, &kCFTypeDictionaryKeyCallBacks,
@@ -384,19 +384,19 @@ CFStringRef SCDynamicStoreKeyCreateNetworkInterface(CFAllocatorRef allocator, CF
 CFStringRef SCDynamicStoreKeyCreateNetworkInterfaceEntity(CFAllocatorRef allocator, CFStringRef domain,
                                                           CFStringRef ifname, CFStringRef entity) {
   if (entity == nullptr) {
-    return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork,
-                                    kSCCompInterface, ifname);
+    return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompInterface,
+                                    ifname);
   }
-  return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@/%@"), domain, kSCCompNetwork,
-                                  kSCCompInterface, ifname, entity);
+  return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompInterface,
+                                  ifname, entity);
 }
 
 CFStringRef SCDynamicStoreKeyCreateNetworkServiceEntity(CFAllocatorRef allocator, CFStringRef domain,
                                                         CFStringRef serviceID, CFStringRef entity) {
   if (entity == nullptr) {
-    return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork,
-                                    kSCCompService, serviceID);
+    return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompService,
+                                    serviceID);
   }
-  return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@/%@"), domain, kSCCompNetwork,
-                                  kSCCompService, serviceID, entity);
+  return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompService,
+                                  serviceID, entity);
 }

@@ -71,14 +71,13 @@ Boolean setEqual(CFTypeRef a, CFTypeRef b) {
 
 CFHashCode setHash(CFTypeRef cf) { return CFHash(static_cast<const __SCNetworkSet *>(cf)->setID.get()); }
 
-const CFRuntimeClass kInterfaceClass = {"SCNetworkInterface", emu::cfFinalize<__SCNetworkInterface>,
-                                        interfaceEqual, interfaceHash, nullptr, nullptr};
-const CFRuntimeClass kServiceClass = {"SCNetworkService", emu::cfFinalize<__SCNetworkService>, serviceEqual,
-                                      serviceHash, nullptr, nullptr};
-const CFRuntimeClass kProtocolClass = {"SCNetworkProtocol", emu::cfFinalize<__SCNetworkProtocol>, protocolEqual,
-                                       protocolHash, nullptr, nullptr};
-const CFRuntimeClass kSetClass = {"SCNetworkSet", emu::cfFinalize<__SCNetworkSet>, setEqual, setHash, nullptr,
-                                  nullptr};
+const CFRuntimeClass kInterfaceClass = {
+    "SCNetworkInterface", emu::cfFinalize<__SCNetworkInterface>, interfaceEqual, interfaceHash, nullptr, nullptr};
+const CFRuntimeClass kServiceClass = {
+    "SCNetworkService", emu::cfFinalize<__SCNetworkService>, serviceEqual, serviceHash, nullptr, nullptr};
+const CFRuntimeClass kProtocolClass = {
+    "SCNetworkProtocol", emu::cfFinalize<__SCNetworkProtocol>, protocolEqual, protocolHash, nullptr, nullptr};
+const CFRuntimeClass kSetClass = {"SCNetworkSet", emu::cfFinalize<__SCNetworkSet>, setEqual, setHash, nullptr, nullptr};
 
 template <typename T>
 T *fail(int status) {
@@ -430,8 +429,8 @@ SCNetworkSetRef SCNetworkSetCopyCurrent(SCPreferencesRef prefs) {
 CFArrayRef SCNetworkSetCopyServices(SCNetworkSetRef set) {
   __SCNetworkSet *s = setOf(set);
   if (s == nullptr) return fail<const __CFArray>(kSCStatusInvalidArgument);
-  Owned<CFStringRef> path(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("/%@/%@/%@/%@"), kSCPrefSets,
-                                                   s->setID.get(), kSCCompNetwork, kSCCompService));
+  Owned<CFStringRef> path(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("/%@/%@/%@/%@"), kSCPrefSets, s->setID.get(),
+                                                   kSCCompNetwork, kSCCompService));
   CFDictionaryRef links = SCPreferencesPathGetValue(s->prefs.get(), path.get());
   CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
   if (links == nullptr) return array;

@@ -46,8 +46,17 @@ struct __SCPreferences {
 
 namespace {
 
-const CFRuntimeClass kPreferencesClass = {"SCPreferences", emu::cfFinalize<__SCPreferences>, nullptr, nullptr,
-                                          nullptr, nullptr};
+// As the Mac describes a session, so that logs say which one it is.
+CFStringRef copyDescription(CFTypeRef cf) {
+  auto p = static_cast<const __SCPreferences *>(cf);
+  return CFStringCreateWithFormat(
+      nullptr, nullptr, CFSTR("<SCPreferences %p [%p]> {name = %@, id = %@, path = %s%s%s%s}"), cf, CFGetAllocator(cf),
+      p->name ? p->name.get() : CFSTR(""), p->prefsID ? p->prefsID.get() : CFSTR("[default]"), p->path.c_str(),
+      p->accessed ? ", accessed" : "", p->changed ? ", changed" : "", p->locked ? ", locked" : "");
+}
+
+const CFRuntimeClass kPreferencesClass = {"SCPreferences", emu::cfFinalize<__SCPreferences>, nullptr, nullptr, nullptr,
+                                          copyDescription};
 
 const char kPreferencesDirectory[] = "/Library/Preferences/SystemConfiguration/";
 
@@ -176,8 +185,7 @@ bool writeFile(__SCPreferences *p) {
     }
     status.st_mode = 0644;
   }
-  Owned<CFDataRef> data(
-      CFPropertyListCreateData(nullptr, p->values.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  Owned<CFDataRef> data(CFPropertyListCreateData(nullptr, p->values.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   if (!data) {
     _SCErrorSet(kSCStatusFailed);
     return false;
@@ -276,7 +284,8 @@ Boolean SCPreferencesLock(SCPreferencesRef prefs, Boolean wait) {
       _SCErrorSet(error == EWOULDBLOCK ? kSCStatusPrefsBusy : error);
       return FALSE;
     }
-    struct stat named {}, held {};
+    struct stat named {
+    }, held{};
     if (stat(lockPath.c_str(), &named) == 0 && fstat(fd, &held) == 0 && named.st_dev == held.st_dev &&
         named.st_ino == held.st_ino) {
       p->lockFD = fd;
@@ -338,9 +347,8 @@ Boolean SCPreferencesCommitChanges(SCPreferencesRef prefs) {
 Boolean SCPreferencesApplyChanges(SCPreferencesRef prefs) {
   // configd takes up what is stored, not what the session holds; it only
   // watches the network preferences.
-  return withLock(prefs, [](__SCPreferences *p) {
-    return p->path != emu::sc::kNetworkPreferencesPath || emu::sc::publishSetup();
-  });
+  return withLock(
+      prefs, [](__SCPreferences *p) { return p->path != emu::sc::kNetworkPreferencesPath || emu::sc::publishSetup(); });
 }
 
 void SCPreferencesSynchronize(SCPreferencesRef prefs) {

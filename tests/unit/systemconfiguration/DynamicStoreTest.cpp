@@ -7,7 +7,9 @@ namespace {
 using namespace sctest;
 using DynamicStore = SCTest;
 
-xpc::CFRef<SCDynamicStoreRef> openStore() { return adopt(SCDynamicStoreCreate(nullptr, CFSTR("test"), nullptr, nullptr)); }
+xpc::CFRef<SCDynamicStoreRef> openStore() {
+  return adopt(SCDynamicStoreCreate(nullptr, CFSTR("test"), nullptr, nullptr));
+}
 
 xpc::CFRef<CFPropertyListRef> copyValue(const std::string& key) {
   return adopt(SCDynamicStoreCopyValue(openStore().get(), cf(key).get()));
@@ -33,9 +35,9 @@ TEST_F(DynamicStore, StartsWithTheStoredPreferencesPublished) {
   EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet)).get(), "UserDefinedName")), "Ethernet");
   EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet) + "/IPv6").get(), "ConfigMethod")), "Manual");
   EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet) + "/Interface").get(), "DeviceName")), "en0");
-  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(
-                valueAt(copyValue("Setup:/Network/Global/IPv4").get(), "ServiceOrder"))),
-            3);
+  EXPECT_EQ(
+      CFArrayGetCount(static_cast<CFArrayRef>(valueAt(copyValue("Setup:/Network/Global/IPv4").get(), "ServiceOrder"))),
+      3);
   EXPECT_EQ(text(valueAt(copyValue("Setup:/").get(), "UserDefinedName")), "Automatic");
   EXPECT_EQ(text(valueAt(copyValue("Setup:/Network/HostNames").get(), "LocalHostName")), "Alexs-iMac");
 
@@ -62,8 +64,7 @@ TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
   EXPECT_EQ(keysMatching("Setup:/Network/Service/[^/]+"),
             (std::vector<std::string>{setupKey(kOfficeWiFi), setupKey(kOfficeEthernet)}))
       << "Office's disabled bridge is not published, nor are Automatic's services";
-  EXPECT_EQ(text(valueAt(copyValue(setupKey(kOfficeEthernet) + "/Proxies").get(), "HTTPProxy")),
-            "proxy.corp.example");
+  EXPECT_EQ(text(valueAt(copyValue(setupKey(kOfficeEthernet) + "/Proxies").get(), "HTTPProxy")), "proxy.corp.example");
 
   EXPECT_EQ(runInChild([&] { return currentSet() == text(office.get()) ? 0 : 1; }), 0);
 
@@ -92,22 +93,22 @@ TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
   auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, kSCDynamicStoreDomainState, cf(kEthernet).get(),
                                                                kSCEntNetIPv4));
   EXPECT_EQ(text(key.get()), std::string("State:/Network/Service/") + kEthernet + "/IPv4");
-  EXPECT_EQ(text(adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, kSCDynamicStoreDomainState,
-                                                                     CFSTR("en0"), kSCEntNetLink))
+  EXPECT_EQ(text(adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, kSCDynamicStoreDomainState, CFSTR("en0"),
+                                                                     kSCEntNetLink))
                      .get()),
             "State:/Network/Interface/en0/Link");
-  EXPECT_EQ(text(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4))
-                     .get()),
-            "Setup:/Network/Global/IPv4");
+  EXPECT_EQ(
+      text(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4)).get()),
+      "Setup:/Network/Global/IPv4");
 
   auto value = dictionary({{"Router", CFSTR("192.0.2.1")}});
   ASSERT_TRUE(SCDynamicStoreSetValue(store.get(), key.get(), value.get()));
   EXPECT_EQ(runInChild([&] { return CFEqual(copyValue(text(key.get())).get(), value.get()) ? 0 : 1; }), 0);
   const void* keys[] = {key.get()};
   const void* patterns[] = {CFSTR("Setup:/Network/Service/[^/]+")};
-  auto several = adopt(SCDynamicStoreCopyMultiple(
-      store.get(), adopt(CFArrayCreate(nullptr, keys, 1, &kCFTypeArrayCallBacks)).get(),
-      adopt(CFArrayCreate(nullptr, patterns, 1, &kCFTypeArrayCallBacks)).get()));
+  auto several = adopt(
+      SCDynamicStoreCopyMultiple(store.get(), adopt(CFArrayCreate(nullptr, keys, 1, &kCFTypeArrayCallBacks)).get(),
+                                 adopt(CFArrayCreate(nullptr, patterns, 1, &kCFTypeArrayCallBacks)).get()));
   EXPECT_EQ(CFDictionaryGetCount(several.get()), 4);
   EXPECT_TRUE(CFEqual(valueAt(several.get(), text(key.get())), value.get()));
 

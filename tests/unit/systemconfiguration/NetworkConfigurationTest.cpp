@@ -39,9 +39,9 @@ TEST_F(NetworkConfiguration, CurrentSetListsItsServicesAndTheirInterfaces) {
   // The same service however it was found.
   auto ethernet = copyService(prefs.get(), kEthernet);
   EXPECT_TRUE(CFEqual(ethernet.get(), CFArrayGetValueAtIndex(services.get(), 0)));
-  EXPECT_TRUE(CFEqual(SCNetworkServiceGetInterface(ethernet.get()),
-                      SCNetworkServiceGetInterface(static_cast<SCNetworkServiceRef>(
-                          CFArrayGetValueAtIndex(services.get(), 0)))));
+  EXPECT_TRUE(CFEqual(
+      SCNetworkServiceGetInterface(ethernet.get()),
+      SCNetworkServiceGetInterface(static_cast<SCNetworkServiceRef>(CFArrayGetValueAtIndex(services.get(), 0)))));
   EXPECT_FALSE(copyService(prefs.get(), "00000000-0000-0000-0000-000000000000"));
   EXPECT_EQ(SCError(), kSCStatusNoKey);
 

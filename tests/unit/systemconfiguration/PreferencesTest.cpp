@@ -21,7 +21,10 @@ TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
   auto prefs = openPreferences();
   ASSERT_TRUE(prefs);
   EXPECT_EQ(CFGetTypeID(prefs.get()), SCPreferencesGetTypeID());
-  EXPECT_NE(text(adopt(CFCopyDescription(prefs.get())).get()).find("SCPreferences"), std::string::npos);
+  EXPECT_NE(
+      text(adopt(CFCopyDescription(prefs.get())).get())
+          .find("{name = test, id = [default], path = /Library/Preferences/SystemConfiguration/preferences.plist}"),
+      std::string::npos);
 
   EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kAutomatic);
   EXPECT_EQ(texts(adopt(SCPreferencesCopyKeyList(prefs.get())).get()),
@@ -119,7 +122,8 @@ TEST_F(Preferences, PathsFollowLinks) {
   EXPECT_EQ(SCError(), kSCStatusNoKey);
 
   // Links that lead in a circle end the lookup.
-  ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), dictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
+  ASSERT_TRUE(
+      SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), dictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
   ASSERT_TRUE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Loop/b"), CFSTR("/Loop/a")));
   EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/Loop/a/x")), nullptr);
   EXPECT_EQ(SCError(), kSCStatusMaxLink);

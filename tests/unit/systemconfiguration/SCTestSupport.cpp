@@ -30,8 +30,8 @@ CFTypeRef valueAt(CFTypeRef dictionary, const std::string& key) {
 }
 
 xpc::CFRef<CFDictionaryRef> dictionary(const std::vector<std::pair<std::string, CFTypeRef>>& entries) {
-  auto result = adopt(
-      CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  auto result =
+      adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
   for (const auto& [key, value] : entries) CFDictionarySetValue(result.get(), cf(key).get(), value);
   return adopt(static_cast<CFDictionaryRef>(result.release()));
 }
@@ -44,15 +44,13 @@ std::vector<std::string> texts(CFArrayRef strings) {
   return result;
 }
 
-xpc::CFRef<SCPreferencesRef> openPreferences() {
-  return adopt(SCPreferencesCreate(nullptr, CFSTR("test"), nullptr));
-}
+xpc::CFRef<SCPreferencesRef> openPreferences() { return adopt(SCPreferencesCreate(nullptr, CFSTR("test"), nullptr)); }
 
 xpc::CFRef<CFPropertyListRef> storedPreferences() {
   std::ifstream file(kPreferencesPath, std::ios::binary);
   std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  auto data = adopt(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                 static_cast<CFIndex>(bytes.size())));
+  auto data =
+      adopt(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()), static_cast<CFIndex>(bytes.size())));
   return adopt(CFPropertyListCreateWithData(nullptr, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
 }
 
