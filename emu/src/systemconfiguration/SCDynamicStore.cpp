@@ -146,16 +146,14 @@ bool writeStore(CFDictionaryRef keys) {
 }
 
 // Runs change on the stored keys with the store locked, and stores them
-// again when it returns true.
+// again when it returns true. Only root changes the store, as on the Mac;
+// anyone may read it, without the lock if they cannot take it, since the
+// store is only ever replaced whole.
 template <typename Change>
 bool withStore(Change change) {
   mkdir(kStoreDirectory, 0755);
-  int fd = open(kStoreLockPath, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd == -1) {
-    _SCErrorSet(kSCStatusNoStoreServer);
-    return false;
-  }
-  while (flock(fd, LOCK_EX) == -1 && errno == EINTR) {
+  int fd = open(kStoreLockPath, O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
+  while (fd != -1 && flock(fd, LOCK_EX) == -1 && errno == EINTR) {
   }
   Owned<CFMutableDictionaryRef> keys = readStore();
   bool booting = !keys;
@@ -164,10 +162,14 @@ bool withStore(Change change) {
     replaceSetupKeys(keys.get());
   }
   bool changed = change(keys.get());
-  bool ok = !(changed || booting) || writeStore(keys.get());
-  close(fd);
-  if (!ok) _SCErrorSet(kSCStatusFailed);
-  return ok;
+  // A reader that may not store what it found at boot still answers with it.
+  bool saved = !(changed || booting) || (fd != -1 && writeStore(keys.get()));
+  if (fd != -1) close(fd);
+  if (changed && !saved) {
+    _SCErrorSet(kSCStatusFailed);
+    return false;
+  }
+  return true;
 }
 
 // The State: keys of the network interfaces, from the running system: the
@@ -256,8 +258,8 @@ bool mayWrite() {
 
 namespace emu::sc {
 
-bool primeStore() {
-  return withStore([](CFMutableDictionaryRef) { return false; });
+void primeStore() {
+  withStore([](CFMutableDictionaryRef) { return false; });
 }
 
 bool publishSetup() {

@@ -68,7 +68,7 @@ void replacePreferencesValues(SCPreferencesRef prefs, CFDictionaryRef values);
 
 // The dynamic store (SCDynamicStore.cpp). Before anything else touches it,
 // the store holds what configd publishes when the system starts.
-bool primeStore();
+void primeStore();
 // Publishes the stored network preferences to the Setup: keys, as configd
 // does when they are applied.
 bool publishSetup();
