@@ -2,6 +2,7 @@
 // Shared by the SystemConfiguration sources.
 
 #include <SystemConfiguration/SystemConfiguration.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <memory>
@@ -59,6 +60,14 @@ inline std::vector<std::pair<CFTypeRef, CFTypeRef>> entries(CFDictionaryRef dict
   for (CFIndex i = 0; i < count; ++i) result.emplace_back(keys[i], values[i]);
   return result;
 }
+
+// The contents of a file and its status at the time (SCFiles.cpp). False,
+// with no bytes and a zeroed status, when it cannot be opened or read.
+bool readFile(const std::string &path, std::vector<UInt8> &bytes, struct stat &status);
+// Replaces a file whole: writes path-new, flushes it and renames it over
+// path, so that readers and a crash see the old file or the new one. Answers
+// 0 or the errno of the step that failed.
+int replaceFile(const std::string &path, CFDataRef contents, mode_t mode);
 
 // The session's values, read from the file if the session has not yet
 // (SCPreferences.cpp). Null when prefs is not a preferences session.
