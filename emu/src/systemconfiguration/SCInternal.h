@@ -62,7 +62,8 @@ inline std::vector<std::pair<CFTypeRef, CFTypeRef>> entries(CFDictionaryRef dict
 }
 
 // The contents of a file and its status at the time (SCFiles.cpp). False,
-// with no bytes and a zeroed status, when it cannot be opened or read.
+// with no bytes, when it cannot be read; the status is zeroed when the file
+// cannot be opened.
 bool readFile(const std::string &path, std::vector<UInt8> &bytes, struct stat &status);
 // Replaces a file whole: writes path-new, flushes it and renames it over
 // path, so that readers and a crash see the old file or the new one. Answers
@@ -75,8 +76,8 @@ CFMutableDictionaryRef preferencesValues(SCPreferencesRef prefs);
 // Replaces all of the session's values (SCPreferences.cpp).
 void replacePreferencesValues(SCPreferencesRef prefs, CFDictionaryRef values);
 
-// The dynamic store (SCDynamicStore.cpp). Before anything else touches it,
-// the store holds what configd publishes when the system starts.
+// The dynamic store (SCDynamicStore.cpp). Makes sure the store holds what
+// configd publishes when the system starts, before the preferences change.
 void primeStore();
 // Publishes the stored network preferences to the Setup: keys, as configd
 // does when they are applied.
