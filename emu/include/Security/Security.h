@@ -2,6 +2,7 @@
 #if !defined(_SECURITY_SECURITY_H_)
 #define _SECURITY_SECURITY_H_ 1
 
+#include <Security/Authorization.h>
 #include <Security/SecBase.h>
 #include <Security/SecCertificate.h>
 

@@ -1,6 +1,6 @@
-/* SystemConfiguration.h: the framework's status codes and last-error
-   reporting. The preferences and dynamic-store interfaces join here as they
-   are emulated. */
+/* SystemConfiguration.h: the whole framework as far as it is emulated: the
+   status codes and last-error reporting, then the dynamic store, the
+   preferences and the network configuration. */
 #if !defined(_SYSTEMCONFIGURATION_H)
 #define _SYSTEMCONFIGURATION_H 1
 
@@ -40,5 +40,12 @@ CF_EXPORT int SCError(void);
 CF_EXPORT const char *SCErrorString(int status);
 
 CF_EXTERN_C_END
+
+#include <SystemConfiguration/SCSchemaDefinitions.h>
+#include <SystemConfiguration/SCDynamicStore.h>
+#include <SystemConfiguration/SCDynamicStoreKey.h>
+#include <SystemConfiguration/SCPreferences.h>
+#include <SystemConfiguration/SCPreferencesPath.h>
+#include <SystemConfiguration/SCNetworkConfiguration.h>
 
 #endif /* _SYSTEMCONFIGURATION_H */

@@ -1,0 +1,121 @@
+#include <algorithm>
+
+#include "SCTestSupport.h"
+
+namespace {
+
+using namespace sctest;
+using DynamicStore = SCTest;
+
+xpc::CFRef<SCDynamicStoreRef> openStore() {
+  return adopt(SCDynamicStoreCreate(nullptr, CFSTR("test"), nullptr, nullptr));
+}
+
+xpc::CFRef<CFPropertyListRef> copyValue(const std::string& key) {
+  return adopt(SCDynamicStoreCopyValue(openStore().get(), cf(key).get()));
+}
+
+std::vector<std::string> keysMatching(const std::string& pattern) {
+  return texts(adopt(SCDynamicStoreCopyKeyList(openStore().get(), cf(pattern).get())).get());
+}
+
+std::string currentSet() { return text(valueAt(copyValue("Setup:").get(), "CurrentSet")); }
+
+std::string setupKey(const char* serviceID) { return std::string("Setup:/Network/Service/") + serviceID; }
+
+TEST_F(DynamicStore, StartsWithTheStoredPreferencesPublished) {
+  auto setup = copyValue("Setup:");
+  EXPECT_EQ(text(valueAt(setup.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
+  CFTypeRef updated = valueAt(setup.get(), "LastUpdated");
+  ASSERT_NE(updated, nullptr);
+  EXPECT_EQ(CFGetTypeID(updated), CFDateGetTypeID());
+
+  EXPECT_EQ(keysMatching("Setup:/Network/Service/[^/]+"),
+            (std::vector<std::string>{setupKey(kEthernet), setupKey(kBridge), setupKey(kWiFi)}));
+  EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet)).get(), "UserDefinedName")), "Ethernet");
+  EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet) + "/IPv6").get(), "ConfigMethod")), "Manual");
+  EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet) + "/Interface").get(), "DeviceName")), "en0");
+  EXPECT_EQ(
+      CFArrayGetCount(static_cast<CFArrayRef>(valueAt(copyValue("Setup:/Network/Global/IPv4").get(), "ServiceOrder"))),
+      3);
+  EXPECT_EQ(text(valueAt(copyValue("Setup:/").get(), "UserDefinedName")), "Automatic");
+  EXPECT_EQ(text(valueAt(copyValue("Setup:/Network/HostNames").get(), "LocalHostName")), "Alexs-iMac");
+
+  EXPECT_FALSE(copyValue(setupKey(kEthernet) + "/DNS")) << "an empty entity is not published";
+  EXPECT_EQ(SCError(), kSCStatusNoKey);
+
+  // Patterns match whole keys.
+  EXPECT_TRUE(keysMatching("Service").empty());
+  EXPECT_GT(keysMatching("Setup:/Network/Service/.*").size(), 3u);
+  EXPECT_EQ(keysMatching("^Setup:$"), (std::vector<std::string>{"Setup:"}));
+  EXPECT_FALSE(adopt(SCDynamicStoreCopyKeyList(openStore().get(), CFSTR("(unclosed"))));
+  EXPECT_EQ(SCError(), kSCStatusFailed);
+}
+
+TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
+  auto prefs = openPreferences();
+  auto office = cf(std::string("/Sets/") + kOffice);
+  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, office.get()));
+  ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
+  EXPECT_EQ(currentSet(), std::string("/Sets/") + kAutomatic) << "committed but not applied";
+
+  ASSERT_TRUE(SCPreferencesApplyChanges(prefs.get()));
+  EXPECT_EQ(currentSet(), std::string("/Sets/") + kOffice);
+  EXPECT_EQ(keysMatching("Setup:/Network/Service/[^/]+"),
+            (std::vector<std::string>{setupKey(kOfficeWiFi), setupKey(kOfficeEthernet)}))
+      << "Office's disabled bridge is not published, nor are Automatic's services";
+  EXPECT_EQ(text(valueAt(copyValue(setupKey(kOfficeEthernet) + "/Proxies").get(), "HTTPProxy")), "proxy.corp.example");
+
+  EXPECT_EQ(runInChild([&] { return currentSet() == text(office.get()) ? 0 : 1; }), 0);
+
+  // Only what is committed is applied.
+  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, cf(std::string("/Sets/") + kAutomatic).get()));
+  ASSERT_TRUE(SCPreferencesApplyChanges(prefs.get()));
+  EXPECT_EQ(currentSet(), std::string("/Sets/") + kOffice);
+}
+
+TEST_F(DynamicStore, ReportsTheInterfacesOfTheRunningSystem) {
+  auto state = copyValue("State:/Network/Interface");
+  std::vector<std::string> names = texts(static_cast<CFArrayRef>(valueAt(state.get(), "Interfaces")));
+  for (const char* name : {"en0", "en1", "en2", "en3", "bridge0"}) {
+    EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
+  }
+  EXPECT_EQ(std::find(names.begin(), names.end(), "lo"), names.end());
+  auto link = copyValue("State:/Network/Interface/en0/Link");
+  CFTypeRef active = valueAt(link.get(), "Active");
+  ASSERT_NE(active, nullptr);
+  EXPECT_EQ(CFGetTypeID(active), CFBooleanGetTypeID());
+  EXPECT_EQ(keysMatching("State:/Network/Interface/[^/]+/Link").size(), names.size());
+}
+
+TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
+  auto store = openStore();
+  auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, kSCDynamicStoreDomainState, cf(kEthernet).get(),
+                                                               kSCEntNetIPv4));
+  EXPECT_EQ(text(key.get()), std::string("State:/Network/Service/") + kEthernet + "/IPv4");
+  EXPECT_EQ(text(adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, kSCDynamicStoreDomainState, CFSTR("en0"),
+                                                                     kSCEntNetLink))
+                     .get()),
+            "State:/Network/Interface/en0/Link");
+  EXPECT_EQ(
+      text(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4)).get()),
+      "Setup:/Network/Global/IPv4");
+
+  auto value = dictionary({{"Router", CFSTR("192.0.2.1")}});
+  ASSERT_TRUE(SCDynamicStoreSetValue(store.get(), key.get(), value.get()));
+  EXPECT_EQ(runInChild([&] { return CFEqual(copyValue(text(key.get())).get(), value.get()) ? 0 : 1; }), 0);
+  const void* keys[] = {key.get()};
+  const void* patterns[] = {CFSTR("Setup:/Network/Service/[^/]+")};
+  auto several = adopt(
+      SCDynamicStoreCopyMultiple(store.get(), adopt(CFArrayCreate(nullptr, keys, 1, &kCFTypeArrayCallBacks)).get(),
+                                 adopt(CFArrayCreate(nullptr, patterns, 1, &kCFTypeArrayCallBacks)).get()));
+  EXPECT_EQ(CFDictionaryGetCount(several.get()), 4);
+  EXPECT_TRUE(CFEqual(valueAt(several.get(), text(key.get())), value.get()));
+
+  ASSERT_TRUE(SCDynamicStoreRemoveValue(store.get(), key.get()));
+  EXPECT_FALSE(SCDynamicStoreRemoveValue(store.get(), key.get()));
+  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_EQ(runInChild([&] { return copyValue(text(key.get())) ? 1 : 0; }), 0);
+}
+
+}  // namespace

@@ -1,0 +1,263 @@
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <random>
+
+#include "SCTestSupport.h"
+
+namespace {
+
+using namespace sctest;
+using Preferences = SCTest;
+
+std::string lockPath() { return std::string(kPreferencesPath) + "-lock"; }
+
+bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
+  auto prefs = openPreferences();
+  ASSERT_TRUE(prefs);
+  EXPECT_EQ(CFGetTypeID(prefs.get()), SCPreferencesGetTypeID());
+  EXPECT_NE(
+      text(adopt(CFCopyDescription(prefs.get())).get())
+          .find("{name = test, id = [default], path = /Library/Preferences/SystemConfiguration/preferences.plist}"),
+      std::string::npos);
+
+  EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kAutomatic);
+  EXPECT_EQ(texts(adopt(SCPreferencesCopyKeyList(prefs.get())).get()),
+            (std::vector<std::string>{"CurrentSet", "Model", "NetworkServices", "Sets", "System",
+                                      "VirtualNetworkInterfaces", "__VERSION__"}));
+  EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("Missing")), nullptr);
+  EXPECT_EQ(SCError(), kSCStatusNoKey);
+
+  // Add refuses a key that has a value; Set replaces it.
+  EXPECT_FALSE(SCPreferencesAddValue(prefs.get(), kSCPrefCurrentSet, CFSTR("/Sets/x")));
+  EXPECT_EQ(SCError(), kSCStatusKeyExists);
+  // A key with slashes is just a key, not a path.
+  auto one = dictionary({{"Count", CFSTR("1")}});
+  ASSERT_TRUE(SCPreferencesAddValue(prefs.get(), CFSTR("/Custom/Settings"), one.get()));
+  EXPECT_TRUE(CFEqual(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), one.get()));
+  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/Custom/Settings")), nullptr);
+  auto two = dictionary({{"Count", CFSTR("2")}});
+  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), CFSTR("/Custom/Settings"), two.get()));
+  EXPECT_TRUE(CFEqual(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), two.get()));
+
+  EXPECT_EQ(SCPreferencesGetValue(openPreferences().get(), CFSTR("/Custom/Settings")), nullptr)
+      << "another session reads the file, which has no uncommitted change";
+
+  ASSERT_TRUE(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet));
+  EXPECT_FALSE(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet));
+  EXPECT_EQ(SCError(), kSCStatusNoKey);
+
+  SCPreferencesSynchronize(prefs.get());
+  EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), nullptr) << "synchronize drops changes";
+  EXPECT_NE(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
+}
+
+TEST_F(Preferences, CommitWritesAnXmlFileOtherSessionsRead) {
+  auto prefs = openPreferences();
+  auto before = adopt(static_cast<CFDataRef>(CFRetain(SCPreferencesGetSignature(prefs.get()))));
+  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("committed")));
+  ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
+  EXPECT_FALSE(CFEqual(before.get(), SCPreferencesGetSignature(prefs.get())));
+  EXPECT_TRUE(SCPreferencesCommitChanges(prefs.get())) << "nothing left to write";
+
+  EXPECT_EQ(text(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "committed");
+  std::ifstream file(kPreferencesPath);
+  std::string head;
+  std::getline(file, head);
+  EXPECT_EQ(head, R"(<?xml version="1.0" encoding="UTF-8"?>)");
+  auto stored = storedPreferences();
+  EXPECT_EQ(text(valueAt(stored.get(), "Marker")), "committed");
+  EXPECT_NE(valueAt(stored.get(), "NetworkServices"), nullptr);
+
+  struct stat status {};
+  ASSERT_EQ(stat(kPreferencesPath, &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0644u);
+  EXPECT_FALSE(exists(std::string(kPreferencesPath) + "-new"));
+  EXPECT_FALSE(exists(lockPath())) << "commit took the lock for itself and let it go";
+}
+
+TEST_F(Preferences, PathsFollowLinks) {
+  auto prefs = openPreferences();
+  std::string viaSet = std::string("/Sets/") + kAutomatic + "/Network/Service/" + kEthernet;
+  std::string service = std::string("/NetworkServices/") + kEthernet;
+
+  CFDictionaryRef linked = SCPreferencesPathGetValue(prefs.get(), cf(viaSet).get());
+  ASSERT_NE(linked, nullptr);
+  EXPECT_EQ(linked, SCPreferencesPathGetValue(prefs.get(), cf(service).get()));
+  EXPECT_EQ(text(SCPreferencesPathGetLink(prefs.get(), cf(viaSet).get())), service);
+  EXPECT_EQ(SCPreferencesPathGetLink(prefs.get(), cf(service).get()), nullptr);
+  EXPECT_EQ(text(valueAt(SCPreferencesPathGetValue(prefs.get(), cf(viaSet + "/Interface").get()), "DeviceName")),
+            "en0");
+  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/")), SCPreferencesPathGetValue(prefs.get(), CFSTR("//")));
+
+  // Writing below a link writes the linked dictionary; the link stays.
+  auto proxies = dictionary({{"HTTPProxy", CFSTR("proxy.example")}});
+  ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), cf(viaSet + "/Proxies").get(), proxies.get()));
+  EXPECT_TRUE(CFEqual(SCPreferencesPathGetValue(prefs.get(), cf(service + "/Proxies").get()), proxies.get()));
+  EXPECT_EQ(text(SCPreferencesPathGetLink(prefs.get(), cf(viaSet).get())), service);
+  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), cf(viaSet + "/Proxies").get()));
+  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cf(service + "/Proxies").get()), nullptr);
+  EXPECT_FALSE(SCPreferencesPathRemoveValue(prefs.get(), cf(viaSet + "/Proxies").get()));
+  EXPECT_EQ(SCError(), kSCStatusNoKey);
+
+  // Missing dictionaries are created on the way and removed again once empty.
+  ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/Scratch/a/b"), proxies.get()));
+  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), CFSTR("/Scratch/a/b")));
+  EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("Scratch")), nullptr);
+
+  // What a path cannot name.
+  for (const char* path : {"/NetworkServices/missing", "/CurrentSet", "relative/path", "/CurrentSet/below"}) {
+    EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cf(path).get()), nullptr) << path;
+    EXPECT_EQ(SCError(), kSCStatusNoKey) << path;
+  }
+  EXPECT_FALSE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()))
+      << "a path never replaces a value that is not a dictionary";
+  EXPECT_EQ(SCError(), kSCStatusInvalidArgument);
+  EXPECT_FALSE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/missing")));
+  EXPECT_EQ(SCError(), kSCStatusNoKey);
+
+  // Links that lead in a circle end the lookup.
+  ASSERT_TRUE(
+      SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), dictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
+  ASSERT_TRUE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Loop/b"), CFSTR("/Loop/a")));
+  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/Loop/a/x")), nullptr);
+  EXPECT_EQ(SCError(), kSCStatusMaxLink);
+}
+
+TEST_F(Preferences, LockExcludesOtherSessionsAndRefusesStaleOnes) {
+  auto writer = openPreferences(), reader = openPreferences();
+  EXPECT_FALSE(SCPreferencesUnlock(writer.get()));
+  EXPECT_EQ(SCError(), kSCStatusNeedLock);
+
+  ASSERT_TRUE(SCPreferencesLock(writer.get(), false));
+  EXPECT_TRUE(exists(lockPath()));
+  EXPECT_FALSE(SCPreferencesLock(writer.get(), false));
+  EXPECT_EQ(SCError(), kSCStatusLocked);
+  EXPECT_FALSE(SCPreferencesLock(reader.get(), false));
+  EXPECT_EQ(SCError(), kSCStatusPrefsBusy);
+  EXPECT_STREQ(SCErrorString(SCError()), "Preferences update currently in progress");
+
+  // The reader has read the preferences when the writer changes them.
+  ASSERT_NE(SCPreferencesGetValue(reader.get(), kSCPrefCurrentSet), nullptr);
+  ASSERT_TRUE(SCPreferencesSetValue(writer.get(), CFSTR("Marker"), CFSTR("writer")));
+  ASSERT_TRUE(SCPreferencesCommitChanges(writer.get()));
+  ASSERT_TRUE(SCPreferencesUnlock(writer.get()));
+  EXPECT_FALSE(exists(lockPath()));
+
+  ASSERT_TRUE(SCPreferencesSetValue(reader.get(), CFSTR("Marker"), CFSTR("reader")));
+  EXPECT_FALSE(SCPreferencesLock(reader.get(), true));
+  EXPECT_EQ(SCError(), kSCStatusStale);
+  EXPECT_FALSE(SCPreferencesCommitChanges(reader.get())) << "commit locks too, and so sees the same";
+  EXPECT_EQ(SCError(), kSCStatusStale);
+  EXPECT_EQ(text(valueAt(storedPreferences().get(), "Marker")), "writer");
+
+  SCPreferencesSynchronize(reader.get());
+  ASSERT_TRUE(SCPreferencesLock(reader.get(), true));
+  EXPECT_EQ(text(SCPreferencesGetValue(reader.get(), CFSTR("Marker"))), "writer");
+  ASSERT_TRUE(SCPreferencesUnlock(reader.get()));
+}
+
+TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
+  Pipe locked, proceed;
+  pid_t pid = fork();
+  if (pid == 0) {
+    auto prefs = openPreferences();
+    if (!SCPreferencesLock(prefs.get(), true)) _exit(1);
+    locked.signal();
+    if (!proceed.wait()) _exit(2);
+    bool ok = SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("first writer")) &&
+              SCPreferencesCommitChanges(prefs.get()) && SCPreferencesUnlock(prefs.get());
+    _exit(ok ? 0 : 3);
+  }
+  ASSERT_TRUE(locked.wait());
+  auto prefs = openPreferences();
+  EXPECT_FALSE(SCPreferencesLock(prefs.get(), false));
+  EXPECT_EQ(SCError(), kSCStatusPrefsBusy);
+  ASSERT_NE(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
+
+  proceed.signal();
+  // Waits until the first writer has committed and let go; what this session
+  // read is then out of date.
+  EXPECT_FALSE(SCPreferencesLock(prefs.get(), true));
+  EXPECT_EQ(SCError(), kSCStatusStale);
+  EXPECT_EQ(waitForExit(pid), 0);
+
+  SCPreferencesSynchronize(prefs.get());
+  ASSERT_TRUE(SCPreferencesLock(prefs.get(), false));
+  EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), CFSTR("Marker"))), "first writer");
+  ASSERT_TRUE(SCPreferencesUnlock(prefs.get()));
+}
+
+// A value big enough that writing it takes a while; every byte is the
+// number of the commit that wrote it.
+const size_t kBulkSize = 2 << 20;
+
+xpc::CFRef<CFDataRef> bulk(int generation) {
+  std::vector<UInt8> bytes(kBulkSize, static_cast<UInt8>(generation));
+  return adopt(CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size())));
+}
+
+TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
+  std::mt19937 random(20240601);
+  for (int round = 0; round < 25; ++round) {
+    Pipe committed;
+    pid_t pid = fork();
+    if (pid == 0) {
+      auto prefs = openPreferences();
+      for (int generation = 0;; ++generation) {
+        if (!SCPreferencesSetValue(prefs.get(), CFSTR("Bulk"), bulk(generation).get()) ||
+            !SCPreferencesCommitChanges(prefs.get())) {
+          _exit(1);
+        }
+        if (generation == 0) committed.signal();
+      }
+    }
+    ASSERT_TRUE(committed.wait());
+    usleep(std::uniform_int_distribution<useconds_t>(0, 30000)(random));
+    kill(pid, SIGKILL);
+    ASSERT_EQ(waitForExit(pid), 128 + SIGKILL);
+
+    auto stored = storedPreferences();
+    ASSERT_TRUE(stored) << "round " << round << ": the file does not parse";
+    EXPECT_EQ(text(valueAt(stored.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
+    auto data = static_cast<CFDataRef>(valueAt(stored.get(), "Bulk"));
+    ASSERT_NE(data, nullptr) << "round " << round;
+    ASSERT_EQ(static_cast<size_t>(CFDataGetLength(data)), kBulkSize) << "round " << round;
+    const UInt8* bytes = CFDataGetBytePtr(data);
+    EXPECT_EQ(std::count(bytes, bytes + CFDataGetLength(data), bytes[0]), CFDataGetLength(data)) << "round " << round;
+  }
+
+  auto prefs = openPreferences();
+  EXPECT_TRUE(SCPreferencesLock(prefs.get(), false)) << "the lock dies with its holder";
+  EXPECT_TRUE(SCPreferencesUnlock(prefs.get()));
+}
+
+TEST_F(Preferences, ACorruptOrMissingFileReadsAsNoPreferences) {
+  for (const char* contents : {"this is not a property list", "<plist version=\"1.0\"><array/></plist>", ""}) {
+    std::ofstream(kPreferencesPath, std::ios::trunc) << contents;
+    auto prefs = openPreferences();
+    ASSERT_TRUE(prefs) << contents;
+    EXPECT_EQ(SCError(), kSCStatusOK);
+    EXPECT_EQ(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
+    EXPECT_EQ(SCError(), kSCStatusNoKey);
+    EXPECT_EQ(CFArrayGetCount(adopt(SCPreferencesCopyKeyList(prefs.get())).get()), 0);
+    EXPECT_FALSE(adopt(SCNetworkSetCopyCurrent(prefs.get())));
+    EXPECT_EQ(CFArrayGetCount(adopt(SCNetworkServiceCopyAll(prefs.get())).get()), 0);
+  }
+
+  ASSERT_EQ(unlink(kPreferencesPath), 0);
+  auto prefs = openPreferences();
+  ASSERT_TRUE(prefs);
+  EXPECT_EQ(SCError(), kSCStatusNoConfigFile);
+  EXPECT_EQ(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
+  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("fresh")));
+  ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
+  EXPECT_EQ(text(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "fresh");
+}
+
+}  // namespace
