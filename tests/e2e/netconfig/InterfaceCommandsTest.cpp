@@ -129,17 +129,28 @@ TEST_F(InterfaceCommandsTest, ProtocolsAreSwitchedOffAndOnAndUnknownTargetsAreEr
   EXPECT_TRUE(contains(helper.lines(), {4, "Unable to get a reference to the desired settings!"}));
 }
 
-TEST_F(InterfaceCommandsTest, UnknownServicesFailTheProxyAndIpv6Commands) {
+TEST_F(InterfaceCommandsTest, UnknownServicesFailEveryServiceCommandInAnyLetterCase) {
   const char* unknown = "11111111-2222-3333-4444-555555555555";
+  const std::string notFound =
+      std::string("Unable to get access to the interface specified by the UUID '") + unknown + "'!";
   std::string before = fileBytes(kPreferencesPlist);
-  EXPECT_TRUE(isFailure(helper.send("proxydisable", {{"Uuid", unknown}}).get()));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {4, std::string("Unable to get access to the interface specified by "
-                                              "the UUID '") + unknown + "'!"}));
-  EXPECT_TRUE(contains(lines, {4, "Failed to disable proxies!"}));
-  EXPECT_TRUE(isFailure(helper.send("setipv6toautomatic", {{"Uuid", unknown}}).get()));
-  EXPECT_TRUE(isFailure(
-      helper.send("proxyautobyurl", {{"Uuid", unknown}, {"Url", "http://x/"}}).get()));
+  const std::pair<const char*, const char*> commands[] = {
+      {"ProxySetManualServer", "Unable to get current proxy settings while trying to set the proxy "
+                               "settings to manual!"},
+      {"PROXYDISABLE", "Failed to disable proxies!"},
+      {"ProxyAutoByUrl", "Failed to change proxy settings!"},
+      {"proxySetAutoDetected", "Failed to set the proxy to auto detected!"},
+      {"SetIPv6ToAutomatic", nullptr},
+  };
+  for (const auto& [command, failure] : commands) {
+    EXPECT_TRUE(isFailure(helper.send(command, {{"Uuid", unknown},
+                                                {"NewValue", "p.example"},
+                                                {"Url", "http://x/"}}).get()))
+        << command;
+    std::vector<LogLine> lines = helper.lines();
+    EXPECT_TRUE(contains(lines, {4, notFound})) << command;
+    if (failure != nullptr) EXPECT_TRUE(contains(lines, {4, failure})) << command;
+  }
   EXPECT_EQ(fileBytes(kPreferencesPlist), before);
 }
 

@@ -17,14 +17,14 @@ TEST(ReliabilityTest, AKilledCommitLeavesThePreferencesWhollyOldOrWhollyNew) {
   HelperSession helper;
   long long committed = portOf(kAutomaticEthernet);
   ASSERT_EQ(committed, -1);
-  for (int round = 0; round < 24; ++round) {
+  for (int round = 0; round < 32; ++round) {
     const int port = 2000 + round;
     xpc::XpcRef request = makeRequest("proxysetmanualserver", {{"Uuid", kAutomaticEthernet},
                                                                {"NewValue", "kill.example"},
                                                                {"Port", port}});
     helper.client().sendWithoutReply(request.get());
-    // Spread the kills over the command's run.
-    usleep(static_cast<useconds_t>(round * 250));
+    // Spread the kills over the command's run (about a millisecond).
+    usleep(static_cast<useconds_t>(round * 60));
     helper.process().signal(SIGKILL);
     EXPECT_EQ(helper.process().wait(), 128 + SIGKILL);
 
