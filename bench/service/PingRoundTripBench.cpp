@@ -1,7 +1,7 @@
 // A ping's round trip through the emulated XPC to the real helper process —
 // request, the log lines streamed during it, reply — against a raw Unix-socket
-// exchange of the same traffic: the same number of messages and bytes each
-// way, measured from the helper's own I/O counters. Run inside a fake Mac.
+// exchange of the same traffic: the same messages, as frames of the same
+// sizes, each way. Run inside a fake Mac.
 //
 // Prints the ratio of the two, and the helper's resident memory when idle and
 // after 100,000 pings.
@@ -21,13 +21,11 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "xpc/Wire.h"
 
 namespace {
 
 const std::string kLabel = MACHELPER_SERVICE_LABEL;
-
-// Messages the helper sends for one ping: the log lines and the reply.
-constexpr int kMessagesPerPing = 8;
 
 long procField(pid_t pid, const char* file, const std::string& field) {
   std::ifstream in("/proc/" + std::to_string(pid) + "/" + file);
@@ -73,20 +71,47 @@ Helper& helper() {
   return *instance;
 }
 
-// Bytes the helper reads and writes per ping, averaged over many pings.
+// The frames of one ping as the emulation writes them: the request, then the
+// log lines the helper streams and its reply, in order.
 struct Traffic {
-  long requestBytes;
-  long replyBytes;
+  size_t requestBytes = 0;
+  std::vector<size_t> answerBytes;
 };
 
-Traffic measureTraffic() {
-  Helper& h = helper();
-  const int pings = 1000;
-  long readBefore = procField(h.process.pid(), "io", "rchar:");
-  long writtenBefore = procField(h.process.pid(), "io", "wchar:");
-  for (int i = 0; i < pings; ++i) h.roundTrip();
-  return {(procField(h.process.pid(), "io", "rchar:") - readBefore) / pings,
-          (procField(h.process.pid(), "io", "wchar:") - writtenBefore) / pings};
+size_t frameSize(xpc_object_t message, bool reply) {
+  emu::xpc::Wire::Header header;
+  header.id = 1;
+  header.replyTo = reply ? 1 : 0;
+  header.wantsReply = !reply;
+  std::string frame;
+  emu::xpc::Wire::encode(header, *emu::xpc::Object::from(message), frame);
+  return frame.size();
+}
+
+size_t logFrameSize(const char* text) {
+  xpc_object_t line = xpc_dictionary_create(nullptr, nullptr, 0);
+  xpc_dictionary_set_string(line, "LogLine", text);
+  xpc_dictionary_set_int64(line, "LogLevel", 5);
+  size_t size = frameSize(line, false);
+  xpc_release(line);
+  return size;
+}
+
+Traffic pingTraffic() {
+  Traffic traffic;
+  traffic.requestBytes = frameSize(helper().ping, false);
+  for (const char* text : {"Got peer event..", "Got a dictionary...", "Got command : ping",
+                           "Handling ping..", "Created ping result."}) {
+    traffic.answerBytes.push_back(logFrameSize(text));
+  }
+  xpc_object_t pong = xpc_dictionary_create(nullptr, nullptr, 0);
+  xpc_dictionary_set_string(pong, "Response", "pong");
+  traffic.answerBytes.push_back(frameSize(pong, true));
+  xpc_release(pong);
+  for (const char* text : {"Sent response.", "Freed memory."}) {
+    traffic.answerBytes.push_back(logFrameSize(text));
+  }
+  return traffic;
 }
 
 void BM_PingThroughXpc(benchmark::State& state) {
@@ -96,17 +121,19 @@ void BM_PingThroughXpc(benchmark::State& state) {
 BENCHMARK(BM_PingThroughXpc);
 
 // The same traffic over a bare socket pair to a forked process that answers
-// each request with kMessagesPerPing writes, the last one being the reply.
+// each request with the same frames, one write each; the client waits for
+// all of them, as the XPC client's next request waits for the closing lines.
 void BM_PingRawSocket(benchmark::State& state) {
-  static const Traffic traffic = measureTraffic();
+  static const Traffic traffic = pingTraffic();
+  size_t answerTotal = 0;
+  for (size_t bytes : traffic.answerBytes) answerTotal += bytes;
   int fds[2];
   socketpair(AF_UNIX, SOCK_STREAM, 0, fds);
   std::vector<char> request(traffic.requestBytes, 'q');
-  const long messageBytes = traffic.replyBytes / kMessagesPerPing;
   pid_t server = fork();
   if (server == 0) {
     close(fds[0]);
-    std::vector<char> in(request.size()), out(messageBytes, 'r');
+    std::vector<char> in(request.size()), out(answerTotal, 'r');
     for (;;) {
       size_t got = 0;
       while (got < in.size()) {
@@ -114,13 +141,13 @@ void BM_PingRawSocket(benchmark::State& state) {
         if (n <= 0) _exit(0);
         got += n;
       }
-      for (int m = 0; m < kMessagesPerPing; ++m) {
-        if (write(fds[1], out.data(), out.size()) < 0) _exit(0);
+      for (size_t bytes : traffic.answerBytes) {
+        if (write(fds[1], out.data(), bytes) < 0) _exit(0);
       }
     }
   }
   close(fds[1]);
-  std::vector<char> answer(messageBytes * kMessagesPerPing);
+  std::vector<char> answer(answerTotal);
   for (auto _ : state) {
     if (write(fds[0], request.data(), request.size()) < 0) break;
     size_t got = 0;
@@ -132,8 +159,8 @@ void BM_PingRawSocket(benchmark::State& state) {
   }
   close(fds[0]);
   waitpid(server, nullptr, 0);
-  state.counters["request_bytes"] = traffic.requestBytes;
-  state.counters["helper_bytes"] = traffic.replyBytes;
+  state.counters["messages"] = 1 + traffic.answerBytes.size();
+  state.counters["bytes"] = traffic.requestBytes + answerTotal;
 }
 BENCHMARK(BM_PingRawSocket);
 

@@ -18,16 +18,19 @@ XpcTestClient::XpcTestClient(const std::string& service)
     if (xpc_get_type(event) == XPC_TYPE_DICTIONARY) {
       const char* text = xpc_dictionary_get_string(event, "LogLine");
       lines_.push_back({xpc_dictionary_get_int64(event, "LogLevel"), text ? text : "<no LogLine>"});
+    } else if (event == XPC_ERROR_CONNECTION_INVALID) {
+      finished_ = true;
     }
+    changed_.notify_all();
   });
   xpc_connection_resume(connection_);
 }
 
 XpcTestClient::~XpcTestClient() {
   cancel();
-  // Let the final events drain before the state they touch goes away.
-  dispatch_sync(queue_, ^{
-                });
+  // After a cancel the invalid event is the last one the handler gets; the
+  // state the handler touches must outlive it.
+  waitFor([&] { return finished_; });
   xpc_release(connection_);
   dispatch_release(queue_);
 }
@@ -71,6 +74,13 @@ std::vector<LogLine> XpcTestClient::takeLogLines() {
   lines_.erase(lines_.begin(), lines_.begin() + linesBeforeReply_);
   linesBeforeReply_ = 0;
   return taken;
+}
+
+bool XpcTestClient::waitForLineAfterReply(const std::string& text) {
+  return waitFor([&] {
+    return std::any_of(lines_.begin() + linesBeforeReply_, lines_.end(),
+                       [&](const LogLine& line) { return line.text == text; });
+  });
 }
 
 void XpcTestClient::cancel() { xpc_connection_cancel(connection_); }

@@ -42,6 +42,9 @@ class XpcTestClient {
   // forgets them.
   std::vector<LogLine> logLines();
   std::vector<LogLine> takeLogLines();
+  // Waits for `text` among the lines that arrive after the most recent reply,
+  // e.g. the service's closing lines of a request.
+  bool waitForLineAfterReply(const std::string& text);
 
   void cancel();
   xpc_connection_t connection() const { return connection_; }
@@ -56,6 +59,7 @@ class XpcTestClient {
   std::condition_variable changed_;
   std::vector<LogLine> lines_;
   size_t linesBeforeReply_ = 0;
+  bool finished_ = false;  // the connection's last event has been delivered
 };
 
 // {"Command": command} as a new request (owned by the caller).

@@ -139,6 +139,9 @@ int main(int argc, char* argv[]) {
   dispatch_semaphore_wait(done, DISPATCH_TIME_FOREVER);
 
   xpc_release(request);
+  dispatch_release(done);
   xpc_connection_cancel(connection);
+  xpc_release(connection);
+  dispatch_release(queue);
   return status;
 }

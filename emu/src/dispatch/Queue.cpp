@@ -68,6 +68,11 @@ int Queue::maxWorkers() const {
 void Queue::async(dispatch_function_t work, void* context) {
   std::lock_guard<std::mutex> lock(mu_);
   items_.push_back({work, context});
+  wakeForPendingLocked();
+}
+
+void Queue::wakeForPendingLocked() {
+  if (items_.empty()) return;
   if (idle_ > 0) {
     wake_.notify_one();
   } else if (workers_ < maxWorkers()) {
@@ -76,11 +81,26 @@ void Queue::async(dispatch_function_t work, void* context) {
   }
 }
 
+bool Queue::runNowIfIdle(dispatch_function_t work, void* context) {
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    if (kind_ != Kind::Serial || running_ || !items_.empty()) return false;
+    running_ = true;
+  }
+  work(context);
+  std::lock_guard<std::mutex> lock(mu_);
+  running_ = false;
+  wakeForPendingLocked();
+  return true;
+}
+
 void Queue::sync(dispatch_function_t work, void* context) {
   if (kind_ == Kind::Concurrent) {
     work(context);
     return;
   }
+  // As libdispatch does, an idle queue's synchronous work runs on the caller.
+  if (runNowIfIdle(work, context)) return;
   SyncCall call{work, context, {}, {}};
   async(runSyncCall, &call);
   std::unique_lock<std::mutex> lock(call.mu);
@@ -110,9 +130,10 @@ void* Queue::workerMain(void* queue) {
 }
 
 void Queue::serve(bool forever) {
+  const bool exclusive = kind_ != Kind::Concurrent;
   std::unique_lock<std::mutex> lock(mu_);
   for (;;) {
-    while (items_.empty()) {
+    while (items_.empty() || (exclusive && running_)) {
       ++idle_;
       bool timedOut = false;
       if (forever) {
@@ -128,9 +149,11 @@ void Queue::serve(bool forever) {
     }
     Item item = items_.front();
     items_.pop_front();
+    if (exclusive) running_ = true;
     lock.unlock();
     item.work(item.context);
     lock.lock();
+    if (exclusive) running_ = false;
   }
 }
 

@@ -28,6 +28,10 @@ class Queue : public DispatchObject {
   void async(dispatch_function_t work, void* context);
   // Returns once `work` has run, after everything submitted before it.
   void sync(dispatch_function_t work, void* context);
+  // Runs `work` on the calling thread if this serial queue has nothing to do
+  // and nothing running, as the queue's own work; false (and nothing run)
+  // otherwise. Saves a thread hand-off for callers that hold no locks.
+  bool runNowIfIdle(dispatch_function_t work, void* context);
   [[noreturn]] void serveForever();
 
  private:
@@ -41,6 +45,7 @@ class Queue : public DispatchObject {
   void startWorker();
   static void* workerMain(void* queue);
   void serve(bool forever);
+  void wakeForPendingLocked();
 
   const std::string label_;
   const Kind kind_;
@@ -49,6 +54,7 @@ class Queue : public DispatchObject {
   std::deque<Item> items_;
   int workers_ = 0;  // threads serving this queue
   int idle_ = 0;     // of those, how many wait for work
+  bool running_ = false;  // a serial or main queue's item is running
 };
 
 }  // namespace emu::dispatch

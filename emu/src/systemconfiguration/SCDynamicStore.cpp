@@ -40,7 +40,6 @@ const CFRuntimeClass kDynamicStoreClass = {
 
 const char kStoreDirectory[] = "/var/run/configd";
 const char kStorePath[] = "/var/run/configd/store.plist";
-const char kStoreNewPath[] = "/var/run/configd/store.plist-new";
 const char kStoreLockPath[] = "/var/run/configd/store.plist-lock";
 
 // Adds the dictionary at base to the Setup: keys as configd flattens the
@@ -109,15 +108,9 @@ void replaceSetupKeys(CFMutableDictionaryRef keys) {
 }
 
 Owned<CFMutableDictionaryRef> readStore() {
-  int fd = open(kStorePath, O_RDONLY | O_CLOEXEC);
-  if (fd == -1) return nullptr;
   std::vector<UInt8> bytes;
-  UInt8 buffer[16384];
-  ssize_t n;
-  while ((n = read(fd, buffer, sizeof(buffer))) > 0 || (n < 0 && errno == EINTR)) {
-    if (n > 0) bytes.insert(bytes.end(), buffer, buffer + n);
-  }
-  close(fd);
+  struct stat status;
+  if (!emu::sc::readFile(kStorePath, bytes, status)) return nullptr;
   Owned<CFDataRef> data(CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size())));
   Owned<CFPropertyListRef> plist(
       CFPropertyListCreateWithData(nullptr, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
@@ -128,34 +121,18 @@ Owned<CFMutableDictionaryRef> readStore() {
 
 bool writeStore(CFDictionaryRef keys) {
   Owned<CFDataRef> data(CFPropertyListCreateData(nullptr, keys, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-  if (!data) return false;
-  int fd = open(kStoreNewPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd == -1) return false;
-  const UInt8 *bytes = CFDataGetBytePtr(data.get());
-  size_t left = static_cast<size_t>(CFDataGetLength(data.get()));
-  while (left > 0) {
-    ssize_t n = write(fd, bytes, left);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) break;
-    bytes += n;
-    left -= static_cast<size_t>(n);
-  }
-  bool ok = close(fd) == 0 && left == 0 && rename(kStoreNewPath, kStorePath) == 0;
-  if (!ok) unlink(kStoreNewPath);
-  return ok;
+  return data && emu::sc::replaceFile(kStorePath, data.get(), 0644) == 0;
 }
 
 // Runs change on the stored keys with the store locked, and stores them
-// again when it returns true.
+// again when it returns true. Only root changes the store, as on the Mac;
+// anyone may read it, without the lock if they cannot take it, since the
+// store is only ever replaced whole.
 template <typename Change>
 bool withStore(Change change) {
   mkdir(kStoreDirectory, 0755);
-  int fd = open(kStoreLockPath, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd == -1) {
-    _SCErrorSet(kSCStatusNoStoreServer);
-    return false;
-  }
-  while (flock(fd, LOCK_EX) == -1 && errno == EINTR) {
+  int fd = open(kStoreLockPath, O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
+  while (fd != -1 && flock(fd, LOCK_EX) == -1 && errno == EINTR) {
   }
   Owned<CFMutableDictionaryRef> keys = readStore();
   bool booting = !keys;
@@ -164,10 +141,14 @@ bool withStore(Change change) {
     replaceSetupKeys(keys.get());
   }
   bool changed = change(keys.get());
-  bool ok = !(changed || booting) || writeStore(keys.get());
-  close(fd);
-  if (!ok) _SCErrorSet(kSCStatusFailed);
-  return ok;
+  // A reader that may not store what it found at boot still answers with it.
+  bool saved = !(changed || booting) || (fd != -1 && writeStore(keys.get()));
+  if (fd != -1) close(fd);
+  if (changed && !saved) {
+    _SCErrorSet(kSCStatusFailed);
+    return false;
+  }
+  return true;
 }
 
 // The State: keys of the network interfaces, from the running system: the
@@ -256,8 +237,8 @@ bool mayWrite() {
 
 namespace emu::sc {
 
-bool primeStore() {
-  return withStore([](CFMutableDictionaryRef) { return false; });
+void primeStore() {
+  withStore([](CFMutableDictionaryRef) { return false; });
 }
 
 bool publishSetup() {

@@ -2,6 +2,7 @@
 // Shared by the SystemConfiguration sources.
 
 #include <SystemConfiguration/SystemConfiguration.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <memory>
@@ -60,15 +61,24 @@ inline std::vector<std::pair<CFTypeRef, CFTypeRef>> entries(CFDictionaryRef dict
   return result;
 }
 
+// The contents of a file and its status at the time (SCFiles.cpp). False,
+// with no bytes, when it cannot be read; the status is zeroed when the file
+// cannot be opened.
+bool readFile(const std::string &path, std::vector<UInt8> &bytes, struct stat &status);
+// Replaces a file whole: writes path-new, flushes it and renames it over
+// path, so that readers and a crash see the old file or the new one. Answers
+// 0 or the errno of the step that failed.
+int replaceFile(const std::string &path, CFDataRef contents, mode_t mode);
+
 // The session's values, read from the file if the session has not yet
 // (SCPreferences.cpp). Null when prefs is not a preferences session.
 CFMutableDictionaryRef preferencesValues(SCPreferencesRef prefs);
 // Replaces all of the session's values (SCPreferences.cpp).
 void replacePreferencesValues(SCPreferencesRef prefs, CFDictionaryRef values);
 
-// The dynamic store (SCDynamicStore.cpp). Before anything else touches it,
-// the store holds what configd publishes when the system starts.
-bool primeStore();
+// The dynamic store (SCDynamicStore.cpp). Makes sure the store holds what
+// configd publishes when the system starts, before the preferences change.
+void primeStore();
 // Publishes the stored network preferences to the Setup: keys, as configd
 // does when they are applied.
 bool publishSetup();

@@ -80,28 +80,6 @@ CFDataRef createSignature(const struct stat &status) {
   return CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(fields), sizeof(fields));
 }
 
-bool readAll(int fd, std::vector<UInt8> &bytes) {
-  size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = read(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
-}
-
-bool writeAll(int fd, const UInt8 *bytes, size_t size) {
-  while (size > 0) {
-    ssize_t n = write(fd, bytes, size);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return false;
-    bytes += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
-}
-
 // The session's values, read from the file the first time. A missing,
 // unreadable or corrupt file reads as no values at all, which count as a
 // change to be written.
@@ -109,13 +87,7 @@ CFMutableDictionaryRef access(__SCPreferences *p) {
   if (p->accessed) return p->values.get();
   struct stat status {};
   std::vector<UInt8> bytes;
-  int fd = open(p->path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd != -1) {
-    if (fstat(fd, &status) == -1) status = {};
-    bytes.resize(static_cast<size_t>(status.st_size));
-    if (!readAll(fd, bytes)) bytes.clear();
-    close(fd);
-  }
+  emu::sc::readFile(p->path, bytes, status);
   p->signature.reset(createSignature(status));
 
   Owned<CFPropertyListRef> plist;
@@ -191,31 +163,10 @@ bool writeFile(__SCPreferences *p) {
     return false;
   }
 
-  std::string newPath = p->path + "-new";
-  mode_t mode = status.st_mode & 07777;
-  int fd = open(newPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
-  if (fd == -1) {
-    _SCErrorSet(errno);
-    return false;
-  }
-  bool written = fchmod(fd, mode) == 0 &&
-                 writeAll(fd, CFDataGetBytePtr(data.get()), static_cast<size_t>(CFDataGetLength(data.get()))) &&
-                 fsync(fd) == 0;
-  int error = written ? 0 : errno;
-  if (close(fd) == -1 && written) {
-    written = false;
-    error = errno;
-  }
-  if (written && rename(newPath.c_str(), p->path.c_str()) == -1) {
-    written = false;
-    error = errno;
-  }
-  if (!written) {
-    unlink(newPath.c_str());
+  if (int error = emu::sc::replaceFile(p->path, data.get(), status.st_mode & 07777)) {
     _SCErrorSet(error);
     return false;
   }
-
   if (stat(p->path.c_str(), &status) == -1) {
     _SCErrorSet(errno);
     return false;
@@ -294,9 +245,7 @@ Boolean SCPreferencesLock(SCPreferencesRef prefs, Boolean wait) {
     // The previous holder unlinked the file we waited on.
     close(fd);
   }
-  char pid[32];
-  int length = std::snprintf(pid, sizeof(pid), "%d\n", static_cast<int>(getpid()));
-  writeAll(p->lockFD, reinterpret_cast<const UInt8 *>(pid), static_cast<size_t>(length));
+  dprintf(p->lockFD, "%d\n", static_cast<int>(getpid()));
 
   // Changes made to values read before another writer's commit would undo it.
   if (p->accessed && !fileUnchanged(p)) {

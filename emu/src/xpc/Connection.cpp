@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "Dictionary.h"
+#include "../dispatch/Queue.h"
 #include "Rendezvous.h"
 
 namespace emu::xpc {
@@ -19,13 +20,29 @@ namespace {
 Object* error(const _xpc_dictionary_s* symbol) { return Object::from(symbol); }
 
 // Bytes read before end of file or error.
-size_t readFully(int fd, void* buffer, size_t size) {
+// Reads exactly `size` bytes unless the peer closes first. On a socket that
+// passes credentials (a client's), `sender` learns who wrote the bytes.
+size_t readFully(int fd, void* buffer, size_t size, pid_t* sender = nullptr) {
   size_t got = 0;
   while (got < size) {
-    ssize_t n = read(fd, static_cast<char*>(buffer) + got, size - got);
+    iovec chunk{static_cast<char*>(buffer) + got, size - got};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+    msghdr message{};
+    message.msg_iov = &chunk;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    ssize_t n = recvmsg(fd, &message, MSG_CMSG_CLOEXEC);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) break;
     got += static_cast<size_t>(n);
+    for (cmsghdr* c = CMSG_FIRSTHDR(&message); c != nullptr; c = CMSG_NXTHDR(&message, c)) {
+      if (sender && c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_CREDENTIALS) {
+        ucred cred;
+        memcpy(&cred, CMSG_DATA(c), sizeof cred);
+        *sender = cred.pid;
+      }
+    }
   }
   return got;
 }
@@ -252,7 +269,9 @@ bool Connection::connectLocked() {
   }
   fd_ = fd;
   ++session_;
-  pid_ = rendezvous::peerPid(fd);
+  // The socket may be held by launchd on the service's behalf, so the
+  // listener's credentials say nothing; the service's first bytes tell.
+  pid_ = 0;
   startIoThread(fd, session_);
   return true;
 }
@@ -288,8 +307,10 @@ void Connection::readLoop(int fd, uint64_t session) {
   bool malformed = false;
   for (;;) {
     unsigned char prefix[Wire::kPrefixSize];
-    size_t got = readFully(fd, prefix, sizeof prefix);
+    pid_t sender = 0;
+    size_t got = readFully(fd, prefix, sizeof prefix, &sender);
     if (got == 0) break;  // closed between frames
+    if (sender > 0) pid_ = sender;
     uint32_t length = got == sizeof prefix ? Wire::bodyLength(prefix) : 0;
     std::string body(length, '\0');
     Wire::Header header;
@@ -334,7 +355,13 @@ void Connection::receive(const Wire::Header& header, Object* message) {
   } else {
     inbox_.push_back(Event{message, {}, false});
   }
-  scheduleLocked();
+  bool deliverHere = claimDeliveryLocked();
+  lock.unlock();
+  // The reader holds no lock now: when the target queue is idle it delivers
+  // the message itself, as the queue's own work, instead of waking a worker.
+  if (deliverHere && !dispatch::Queue::from(queue_)->runNowIfIdle(deliverNext, this)) {
+    dispatch_async_f(queue_, this, deliverNext);
+  }
 }
 
 void Connection::acceptLoop(int fd) {
@@ -412,11 +439,15 @@ void Connection::finishLocked() {
   scheduleLocked();
 }
 
-void Connection::scheduleLocked() {
-  if (scheduled_ || inbox_.empty() || !activated_ || suspended_ > 0) return;
+bool Connection::claimDeliveryLocked() {
+  if (scheduled_ || inbox_.empty() || !activated_ || suspended_ > 0) return false;
   scheduled_ = true;
   retain();  // the delivery's reference
-  dispatch_async_f(queue_, this, deliverNext);
+  return true;
+}
+
+void Connection::scheduleLocked() {
+  if (claimDeliveryLocked()) dispatch_async_f(queue_, this, deliverNext);
 }
 
 void Connection::deliverNext(void* connection) {

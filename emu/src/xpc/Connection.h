@@ -75,6 +75,8 @@ class Connection : public Object {
   void interruptLocked(uint64_t session);
   void finishLocked();
   void scheduleLocked();
+  // Marks a delivery as due; true if the caller is the one to start it.
+  bool claimDeliveryLocked();
   static void deliverNext(void* connection);
   void deliver();
 

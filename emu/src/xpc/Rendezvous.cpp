@@ -100,6 +100,9 @@ int connect(const std::string& name) {
     close(fd);
     return -1;
   }
+  // Lets the client see which process answers it (xpc_connection_get_pid).
+  int on = 1;
+  setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
   return fd;
 }
 

@@ -193,6 +193,32 @@ TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
   ASSERT_TRUE(SCPreferencesUnlock(prefs.get()));
 }
 
+TEST_F(Preferences, AProcessThatIsNotRootReadsButCannotWrite) {
+  int status = runInChild([] {
+    if (setgid(20) != 0 || setuid(501) != 0) return 77;
+    auto prefs = openPreferences();
+    if (SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet) == nullptr) return 1;
+    SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("user"));
+    if (SCPreferencesLock(prefs.get(), true) || SCError() != kSCStatusAccessError) return 2;
+    if (SCPreferencesCommitChanges(prefs.get()) || SCError() != kSCStatusAccessError) return 3;
+    if (!adopt(SCDynamicStoreCopyValue(nullptr, CFSTR("Setup:")))) return 4;
+    if (SCDynamicStoreSetValue(nullptr, CFSTR("State:/Marker"), CFSTR("user")) || SCError() != kSCStatusAccessError) {
+      return 5;
+    }
+    AuthorizationItem item = {"system.preferences", 0, nullptr, 0};
+    AuthorizationRights rights = {1, &item};
+    AuthorizationRef authorization = nullptr;
+    if (AuthorizationCreate(&rights, nullptr, kAuthorizationFlagExtendRights, &authorization) !=
+        errAuthorizationInteractionNotAllowed) {
+      return 6;
+    }
+    return 0;
+  });
+  if (status == 77) GTEST_SKIP() << "this sandbox cannot switch to another user";
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(valueAt(storedPreferences().get(), "Marker"), nullptr);
+}
+
 // A value big enough that writing it takes a while; every byte is the
 // number of the commit that wrote it.
 const size_t kBulkSize = 2 << 20;

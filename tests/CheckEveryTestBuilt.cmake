@@ -1,0 +1,21 @@
+# Fails when a source file under tests/ is compiled into no program, so that
+# no test can exist without running. Run with -P, given SOURCE_DIR, BINARY_DIR
+# and FUZZ (whether the fuzz targets are part of this build).
+file(READ ${BINARY_DIR}/compile_commands.json commands)
+file(GLOB_RECURSE sources RELATIVE ${SOURCE_DIR} ${SOURCE_DIR}/tests/*.cpp ${SOURCE_DIR}/tests/*.c)
+set(missing "")
+foreach(source IN LISTS sources)
+  if(source MATCHES "^tests/fuzz/" AND NOT FUZZ)
+    continue()
+  endif()
+  string(FIND "${commands}" "\"file\": \"${SOURCE_DIR}/${source}\"" at)
+  if(at EQUAL -1)
+    list(APPEND missing ${source})
+  endif()
+endforeach()
+if(missing)
+  list(JOIN missing "\n  " listed)
+  message(FATAL_ERROR "test sources that no program builds:\n  ${listed}")
+endif()
+list(LENGTH sources count)
+message(STATUS "${count} test sources, every one built")

@@ -1,0 +1,109 @@
+// The helper as a Mac runs it: installed the way the installation mechanism
+// does, started by launchd when a client first connects.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "ChildProcess.h"
+#include "PlistManipulator.h"
+#include "XpcTestClient.h"
+
+namespace {
+
+const std::string kLabel = MACHELPER_SERVICE_LABEL;
+const std::string kInstalledHelper = "/Library/PrivilegedHelperTools/" + kLabel;
+const std::string kInstalledJob = "/Library/LaunchDaemons/" + kLabel + ".plist";
+
+std::string executableOf(pid_t pid) {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe", error).string();
+}
+
+bool processExists(pid_t pid) { return kill(pid, 0) == 0; }
+
+class OnDemandHelperTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ProcessResult install = ChildProcess::run({"/usr/local/bin/smjobbless", MACHELPER_HELPER_PATH});
+    ASSERT_EQ(install.status, 0) << install.err;
+  }
+
+  // Pings on a connection of its own and answers the serving process.
+  pid_t ping() {
+    XpcTestClient client(kLabel);
+    xpc::XpcRef reply = client.sendCommand("ping");
+    EXPECT_EQ(replyString(reply.get(), "Response"), "pong");
+    return xpc_connection_get_pid(client.connection());
+  }
+
+  void terminate() {
+    XpcTestClient client(kLabel);
+    EXPECT_EQ(client.sendCommand("terminate").get(), XPC_ERROR_CONNECTION_INTERRUPTED);
+  }
+};
+
+TEST_F(OnDemandHelperTest, InstallationWritesTheJobFromTheEmbeddedPropertyLists) {
+  xpc::PlistManipulator job(nullptr);
+  ASSERT_TRUE(job.loadPlistFile(kInstalledJob));
+  std::string label, program;
+  EXPECT_EQ(job.getValue("Label", label), 0);
+  EXPECT_EQ(label, kLabel);
+  EXPECT_EQ(job.getValue("Program", program), 0);
+  EXPECT_EQ(program, kInstalledHelper);
+  const void* services = nullptr;
+  ASSERT_EQ(job.getValue("MachServices", &services), 0);
+  EXPECT_EQ(CFGetTypeID(services), CFDictionaryGetTypeID());
+  EXPECT_EQ(access(kInstalledHelper.c_str(), X_OK), 0);
+}
+
+TEST_F(OnDemandHelperTest, TheFirstPingStartsTheInstalledHelper) {
+  pid_t pid = ping();
+  EXPECT_EQ(executableOf(pid), kInstalledHelper);
+  EXPECT_EQ(ping(), pid) << "a running helper serves the next client too";
+}
+
+TEST_F(OnDemandHelperTest, AfterTerminateTheNextPingStartsAFreshProcess) {
+  pid_t first = ping();
+  terminate();
+  pid_t second = ping();
+  EXPECT_NE(second, first);
+  EXPECT_FALSE(processExists(first));
+  EXPECT_EQ(executableOf(second), kInstalledHelper);
+}
+
+TEST_F(OnDemandHelperTest, ARemovedHelperIsNotStartedAndTheClientFailsCleanly) {
+  ping();
+  terminate();
+  ASSERT_EQ(unlink(kInstalledHelper.c_str()), 0);
+  ASSERT_EQ(unlink(kInstalledJob.c_str()), 0);
+  // launchd notices the removal on its own time and then drops the service's
+  // socket; only a guard against a hang.
+  for (int i = 0; i < 3000 && access(("/var/run/xpc/" + kLabel).c_str(), F_OK) == 0; ++i) usleep(1000);
+
+  XpcTestClient client(kLabel);
+  EXPECT_EQ(client.sendCommand("ping").get(), XPC_ERROR_CONNECTION_INVALID);
+}
+
+TEST_F(OnDemandHelperTest, AHelperStartedByHandCannotTakeTheServiceLaunchdHolds) {
+  ProcessResult second = ChildProcess::run({kInstalledHelper});
+  EXPECT_EQ(second.status, 1);
+  ping();
+}
+
+// Every property list of the fake Mac's image reads with the support library,
+// as the helper reads the system's files.
+TEST(FakeMacImage, EveryPropertyListLoads) {
+  const std::filesystem::path image = std::string(MACHELPER_SOURCE_DIR) + "/emu/fakemac/root";
+  int loaded = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(image)) {
+    if (entry.path().extension() != ".plist" && entry.path().extension() != ".keychain") continue;
+    std::string inFakeMac = "/" + std::filesystem::relative(entry.path(), image).string();
+    xpc::PlistManipulator plist(nullptr);
+    EXPECT_TRUE(plist.loadPlistFile(inFakeMac)) << inFakeMac;
+    ++loaded;
+  }
+  EXPECT_GE(loaded, 5);
+}
+
+}  // namespace
