@@ -2,6 +2,8 @@
 // network locations in the network preferences and the live state.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "HelperSession.h"
 
 namespace {
@@ -39,6 +41,9 @@ TEST_F(SystemCommandsTest, FirewallTakesZeroOrOneAndNothingElse) {
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Set firewall state to : 1"}));
   EXPECT_TRUE(contains(lines, {5, "Notifying the system of the configuration changes..."}));
+  EXPECT_TRUE(std::none_of(lines.begin(), lines.end(), [](const LogLine& l) {
+    return l.text.rfind("Unable to notify the system", 0) == 0;
+  })) << "cfprefsd took the hangup";
   EXPECT_EQ(Plist(kFirewallPlist).intAt({"stealthenabled"}), 0) << "other keys stay";
 
   std::string before = fileBytes(kFirewallPlist);
