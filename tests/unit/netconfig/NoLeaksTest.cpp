@@ -41,7 +41,7 @@ class NoLeaksTest : public ::testing::Test {
   // objects outlived them, and checks the XPC count once all is torn down.
   std::vector<std::string> leaksOf(CommandHandlerBase& family, const std::vector<Request>& requests) {
     __block std::vector<std::string> leaked;
-    __block CommandHandlerBase* handler = &family;
+    CommandHandlerBase* handler = &family;
     long xpcBefore = emu_xpc_live_objects();
     {
       ServiceLoopback service(kService, ^(xpc_connection_t peer, xpc_object_t message) {
