@@ -2,13 +2,19 @@
 
 #include <cstdlib>
 
+#include "InterfaceConfigurationSettings.h"
 #include "Logger.h"
 #include "ReplyBuilder.h"
+#include "SystemConfigurationSettings.h"
 
 namespace {
 
-XpcCommandHandler::Families helperFamilies(Logger* /*logger*/) {
+// In the order commands are offered. The housekeeping and keychain families
+// follow these two.
+XpcCommandHandler::Families helperFamilies(Logger* logger) {
   XpcCommandHandler::Families families;
+  families.push_back(std::make_unique<SystemConfigurationSettings>(logger));
+  families.push_back(std::make_unique<InterfaceConfigurationSettings>(logger));
   return families;
 }
 

@@ -1,0 +1,55 @@
+#pragma once
+#include <xpc/xpc.h>
+
+#include <functional>
+#include <string>
+
+#include "CommandHandlerBase.h"
+
+// The commands for one network service (proxy modes, IPv6, a protocol's
+// state), one preferences value, and one interface (up/down, DHCP renew).
+// Services are named by their service UUID, interfaces by BSD name.
+class InterfaceConfigurationSettings : public CommandHandlerBase {
+ public:
+  explicit InterfaceConfigurationSettings(Logger* logger);
+
+  xpc_object_t handleCommand(std::string command, xpc_object_t message) override;
+
+  bool setInterfaceAdminState(std::string interfaceName, bool up);
+
+  // One row of the command table: the word, its handler and the texts of its
+  // argument checks.
+  struct Command;
+
+ private:
+  // What a handler has read by the time its operation runs.
+  struct Arguments {
+    std::string first;
+    std::string second;
+  };
+  // An operation's outcome: success or failure, or the text of an error reply.
+  struct Result {
+    Result(bool success) : success(success) {}
+    static Result error(const char* text);
+    bool success;
+    const char* errorText = nullptr;
+  };
+  using Operation = std::function<Result(const Arguments&)>;
+
+  // The pattern every handler follows once its helper exists: no message, no
+  // reply; an empty string argument, the row's error reply; otherwise the
+  // operation's outcome.
+  xpc_object_t run(xpc_object_t message, const Command& command, const Operation& operation);
+
+  xpc_object_t setManualProxyServer(xpc_object_t message, const Command& command);
+  xpc_object_t disableProxyServer(xpc_object_t message, const Command& command);
+  xpc_object_t setAutoByUrlProxy(xpc_object_t message, const Command& command);
+  xpc_object_t setAutodetectedProxyServer(xpc_object_t message, const Command& command);
+  xpc_object_t setNetworkProtocolEnabled(xpc_object_t message, const Command& command);
+  xpc_object_t setIpv6ToAutomatic(xpc_object_t message, const Command& command);
+  xpc_object_t setIntToConfigPath(xpc_object_t message, const Command& command);
+  xpc_object_t setIntAdminState(xpc_object_t message, const Command& command);
+  xpc_object_t dhcpRenew(xpc_object_t message, const Command& command);
+
+  void log(unsigned char level, const std::string& text);
+};

@@ -1,0 +1,198 @@
+#include "SysConfigDynamicStorePreferencesHelper.h"
+
+#include <vector>
+
+#include "LogLine.h"
+#include "MacStringUtils.h"
+#include "SysConfigPreferencesHelper.h"
+#include "SystemConfigPrefsBase.h"
+
+namespace xpc {
+
+namespace {
+
+// A service id is a UUID's text at the end of its store key.
+constexpr size_t kUuidLength = 36;
+
+}  // namespace
+
+SysConfigDynamicStorePreferencesHelper::SysConfigDynamicStorePreferencesHelper(Logger* logger)
+    : logger(logger), errorUtils(logger) {
+  store.reset(SCDynamicStoreCreate(kCFAllocatorDefault, CFSTR("XPC"), nullptr, nullptr),
+              RefPolicy::Adopt);
+  if (!store) {
+    log(4, "Unable to open the dynamic system configuration provider!");
+    log(4, "   Mac Error String : " + errorUtils.getLastCFError());
+  }
+}
+
+void SysConfigDynamicStorePreferencesHelper::log(unsigned char level, const std::string& text) {
+  logLine(logger, level, text);
+}
+
+CFDictionaryRef SysConfigDynamicStorePreferencesHelper::getDictionaryFromDynamicStoreByPath(
+    std::string key) {
+  if (key.empty()) {
+    log(4, "The request passed to get information from the dynamic system configuration store "
+           "was invalid!");
+    return nullptr;
+  }
+  if (!store) {
+    log(4, "Unable to request data from the dynamic configuration provider!  The handle is NULL!");
+    return nullptr;
+  }
+  CFRef<CFStringRef> cfKey(MacStringUtils::stdStringToCfStringRef(key), RefPolicy::Adopt);
+  CFRef<CFPropertyListRef> value(cfKey ? SCDynamicStoreCopyValue(store.get(), cfKey.get()) : nullptr,
+                                 RefPolicy::Adopt);
+  if (!value) {
+    log(4, "Unable to get the requested path from the dynamic system configuration provider!");
+    log(4, "   Mac Error String : " + errorUtils.getLastCFError());
+    return nullptr;
+  }
+  if (CFGetTypeID(value.get()) != CFDictionaryGetTypeID()) {
+    // This wording serves every type.
+    log(4, "Value requested from the dynamic system configuration provider was not what was "
+           "expected while trying to get a boolean value!");
+    return nullptr;
+  }
+  return static_cast<CFDictionaryRef>(value.release());
+}
+
+CFRef<CFDictionaryRef> SysConfigDynamicStorePreferencesHelper::lookUp(const std::string& key,
+                                                                      const std::string& field,
+                                                                      CFTypeRef& value) {
+  value = nullptr;
+  CFRef<CFDictionaryRef> dictionary(getDictionaryFromDynamicStoreByPath(key), RefPolicy::Adopt);
+  CFRef<CFStringRef> cfField(MacStringUtils::stdStringToCfStringRef(field), RefPolicy::Adopt);
+  if (dictionary && cfField) value = CFDictionaryGetValue(dictionary.get(), cfField.get());
+  return dictionary;
+}
+
+std::string SysConfigDynamicStorePreferencesHelper::getStringFromDynamicStore(std::string key,
+                                                                              std::string field) {
+  if (key.empty() || field.empty()) {
+    log(4, "One of the values passed to get a string from the dynamic system configuration store "
+           "was empty!");
+    return "";
+  }
+  CFTypeRef value = nullptr;
+  CFRef<CFDictionaryRef> dictionary = lookUp(key, field, value);
+  if (!dictionary) return "";
+  if (value == nullptr) {
+    log(4, "The desired string was not returned from the dynamic system configuration provider!");
+    return "";
+  }
+  if (CFGetTypeID(value) != CFStringGetTypeID()) {
+    log(4, "Value requested from the dynamic system configuration provider was not a string!");
+    return "";
+  }
+  return MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(value));
+}
+
+bool SysConfigDynamicStorePreferencesHelper::getBoolFromDynamicStore(std::string key,
+                                                                     std::string field,
+                                                                     bool& result) {
+  if (key.empty() || field.empty()) {
+    log(4, "One of the values passed to get a bool from the dynamic system configuration store "
+           "was empty!");
+    return false;
+  }
+  CFTypeRef value = nullptr;
+  CFRef<CFDictionaryRef> dictionary = lookUp(key, field, value);
+  if (!dictionary) return false;
+  if (value == nullptr || CFGetTypeID(value) != CFBooleanGetTypeID()) {
+    log(4, "Value requested from the dynamic system configuration provider was not a boolean!");
+    return false;
+  }
+  result = CFBooleanGetValue(static_cast<CFBooleanRef>(value));
+  return true;
+}
+
+std::string SysConfigDynamicStorePreferencesHelper::getIpAddressFromDynamicStore(
+    std::string key, std::string field) {
+  if (key.empty() || field.empty()) {
+    log(4, "One of the values passed to get an IP address from the dynamic system configuration "
+           "store was empty!");
+    return "";
+  }
+  CFTypeRef value = nullptr;
+  CFRef<CFDictionaryRef> dictionary = lookUp(key, field, value);
+  if (!dictionary) return "";
+  if (value == nullptr) {
+    log(4, "The key used to request an IP address resulted in a NULL value.");
+    return "";
+  }
+  if (CFGetTypeID(value) != CFArrayGetTypeID()) {
+    log(4, "Value requested from the dynamic system configuration provider was not an array!");
+    return "";
+  }
+  auto addresses = static_cast<CFArrayRef>(value);
+  if (CFArrayGetCount(addresses) == 0) {
+    log(4, "No IP address was found for the interface.");
+    return "";
+  }
+  CFTypeRef first = CFArrayGetValueAtIndex(addresses, 0);
+  if (CFGetTypeID(first) != CFStringGetTypeID()) return "";
+  return MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(first));
+}
+
+bool SysConfigDynamicStorePreferencesHelper::requestDhcpRenew(std::string interfaceName) {
+  SystemConfigPrefsBase preferences(logger, true);
+  CFRef<SCNetworkInterfaceRef> interface(preferences.getNetworkInterfaceRef(interfaceName),
+                                         RefPolicy::Adopt);
+  if (!interface) {
+    log(4, "Unable to get an interface reference while attempting to release/renew a DHCP "
+           "address!");
+    return false;
+  }
+  if (!SCNetworkInterfaceForceConfigurationRefresh(interface.get())) {
+    log(4, "Unable to request a DHCP release/renew on interface '" + interfaceName + "'!");
+    log(4, "    Error : " + errorUtils.getLastCFError());
+    return false;
+  }
+  log(5, "The interface '" + interfaceName + "' was issued a DHCP release/renew request!");
+  return true;
+}
+
+std::string SysConfigDynamicStorePreferencesHelper::getNetworkServiceId(
+    std::string userDefinedName) {
+  if (userDefinedName.empty()) {
+    log(4, "No user defined name provided while trying to contact the system configuration "
+           "provider!");
+    return "";
+  }
+  CFRef<CFArrayRef> keys(
+      store ? SCDynamicStoreCopyKeyList(store.get(), CFSTR("Setup:/Network/Service/[^/]+"))
+            : nullptr,
+      RefPolicy::Adopt);
+  if (!keys) {
+    log(4, "Unable to get UUID information from the dynamic system configuration provider!");
+    return "";
+  }
+  std::vector<std::string> ids;
+  for (CFIndex i = 0; i < CFArrayGetCount(keys.get()); ++i) {
+    auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys.get(), i));
+    std::string text = MacStringUtils::cfStringRefToStdString(key);
+    ids.push_back(text.size() > kUuidLength ? text.substr(text.size() - kUuidLength) : text);
+  }
+
+  SysConfigPreferencesHelper preferences(logger, true);
+  for (const std::string& id : ids) {
+    std::string name;
+    if (!preferences.getStringFromConfigPath("/NetworkServices/" + id + "/Interface",
+                                             "UserDefinedName", name)) {
+      log(4, "Failed to get interface data for interface with a UUID of '" + id +
+                 "'.  An interface may be missing from our list.");
+      continue;
+    }
+    log(5, "temp = " + name);
+    log(5, "User defined name = " + userDefinedName);
+    if (name == userDefinedName) {
+      log(5, "Found interface '" + userDefinedName + "' at service ID '" + id + "'.");
+      return id;
+    }
+  }
+  return "";
+}
+
+}  // namespace xpc

@@ -1,0 +1,83 @@
+#pragma once
+// The built helper in this test's fake Mac, a client of it, and a reader of
+// the property-list files its commands change.
+#include <CoreFoundation/CoreFoundation.h>
+#include <xpc/xpc.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "CFRef.h"
+#include "ChildProcess.h"
+#include "XpcTestClient.h"
+
+extern const char kPreferencesPlist[];
+
+// Network services of the fake Mac, by location.
+extern const char kAutomaticEthernet[];  // en0, manual IPv6
+extern const char kAutomaticWiFi[];      // en1
+extern const char kOfficeEthernet[];     // manual HTTP and HTTPS proxies
+extern const char kOfficeSetPath[];
+
+// One request argument, typed as the helper reads it.
+struct Arg {
+  Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
+  Arg(const char* key, std::string value) : key(key), type(XPC_TYPE_STRING), text(std::move(value)) {}
+  Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
+  Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
+  std::string key;
+  xpc_type_t type;
+  std::string text;
+  int64_t number = 0;
+  bool flag = false;
+};
+
+xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args);
+
+class HelperSession {
+ public:
+  HelperSession();
+
+  xpc::XpcRef send(const std::string& command, const std::vector<Arg>& args = {});
+  // The log lines of the requests since the last look.
+  std::vector<LogLine> lines() { return client_->takeLogLines(); }
+  bool running() { return helper_->running(); }
+  // Kills the helper and starts a fresh one with a fresh client.
+  void restart();
+  XpcTestClient& client() { return *client_; }
+  ChildProcess& process() { return *helper_; }
+
+ private:
+  void start();
+
+  std::unique_ptr<ChildProcess> helper_;
+  std::unique_ptr<XpcTestClient> client_;
+};
+
+bool isSuccess(xpc_object_t reply);  // {"Response": "Boolean", "Success": true}
+bool isFailure(xpc_object_t reply);  // {"Response": "Boolean", "Success": false}
+std::string errorText(xpc_object_t reply);  // "Error" of an error reply, else ""
+bool contains(const std::vector<LogLine>& lines, const LogLine& line);
+
+// A property-list file as it is on disk now.
+class Plist {
+ public:
+  explicit Plist(const std::string& path);
+  bool loaded() const { return static_cast<bool>(root_); }
+  // The value at a path of dictionary keys, or null.
+  CFTypeRef at(std::initializer_list<std::string> keys) const;
+  std::set<std::string> keysAt(std::initializer_list<std::string> keys) const;
+  // -1 when absent or not a number.
+  long long intAt(std::initializer_list<std::string> keys) const;
+  std::string stringAt(std::initializer_list<std::string> keys) const;
+
+ private:
+  xpc::CFRef<CFPropertyListRef> root_;
+};
+
+std::string fileBytes(const std::string& path);
+void writeFile(const std::string& path, const std::string& bytes);
