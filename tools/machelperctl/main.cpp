@@ -2,7 +2,8 @@
 // log lines the helper streams during the request on standard error.
 //
 // Exit status: 0 pong, the version or Boolean true; 1 Boolean false; 2 an
-// error reply; 3 no reply; 64 bad usage.
+// error reply; 3 no reply; 64 bad usage. A log line whose text has several
+// lines is printed with its continuation lines indented by four blanks.
 
 #include <dispatch/dispatch.h>
 #include <xpc/xpc.h>
@@ -74,8 +75,13 @@ void printLogLine(xpc_object_t message, bool json) {
     fprintf(stderr, "%s\n", XpcJson::render(message).c_str());
   } else {
     const char* line = xpc_dictionary_get_string(message, "LogLine");
-    fprintf(stderr, "[%" PRId64 "] %s\n", xpc_dictionary_get_int64(message, "LogLevel"),
-            line != nullptr ? line : "");
+    // A line whose text runs over several lines stays one record: its
+    // continuation lines are indented under the level.
+    std::string text = line != nullptr ? line : "";
+    for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 5)) {
+      text.insert(at + 1, "    ");
+    }
+    fprintf(stderr, "[%" PRId64 "] %s\n", xpc_dictionary_get_int64(message, "LogLevel"), text.c_str());
   }
 }
 

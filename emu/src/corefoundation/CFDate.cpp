@@ -46,6 +46,17 @@ CFStringRef dateCopyDebugDesc(CFTypeRef cf) {
   return stringCreateUTF8(descriptionPrefix(cf) + strprintf("{time = %0.09g}", static_cast<CFDateRef>(cf)->time));
 }
 
+// What %@ prints. The helper links Foundation on a Mac, where a CFDate is an
+// NSDate and formats as one: "2026-11-21 14:09:20 +0000", in UTC.
+CFStringRef dateCopyFormattingDesc(CFTypeRef cf, CFDictionaryRef) {
+  time_t seconds = static_cast<time_t>(std::floor(static_cast<CFDateRef>(cf)->time + kCFAbsoluteTimeIntervalSince1970));
+  tm utc;
+  gmtime_r(&seconds, &utc);
+  char text[40];
+  strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S +0000", &utc);
+  return stringCreateUTF8(text);
+}
+
 CFStringRef localeCopyDebugDesc(CFTypeRef cf) {
   return stringCreateUTF8(descriptionPrefix(cf) + "{type = current, identifier = 'en_US'}");
 }
@@ -87,7 +98,8 @@ std::string formatTime(const struct tm &t, CFDateFormatterStyle style) {
 
 }  // namespace
 
-const CFRuntimeClass kDateClass = {"CFDate", nullptr, dateEqual, dateHash, nullptr, dateCopyDebugDesc};
+const CFRuntimeClass kDateClass = {"CFDate", nullptr, dateEqual, dateHash, dateCopyFormattingDesc,
+                                   dateCopyDebugDesc};
 const CFRuntimeClass kLocaleClass = {"CFLocale", nullptr, nullptr, nullptr, nullptr, localeCopyDebugDesc};
 const CFRuntimeClass kDateFormatterClass = {"CFDateFormatter", formatterFinalize, nullptr, nullptr, nullptr, nullptr};
 

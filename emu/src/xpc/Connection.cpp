@@ -379,6 +379,7 @@ void Connection::acceptLoop(int fd) {
     peer->fd_ = peerFd;
     peer->pid_ = rendezvous::peerPid(peerFd);
     peer->runtimeRef_ = true;  // its only reference
+    peer->heldForListener_ = true;
     std::unique_lock<std::mutex> lock(mu_);
     if (finished_) {
       lock.unlock();
@@ -440,10 +441,20 @@ void Connection::finishLocked() {
 }
 
 bool Connection::claimDeliveryLocked() {
-  if (scheduled_ || inbox_.empty() || !activated_ || suspended_ > 0) return false;
+  if (scheduled_ || heldForListener_ || inbox_.empty() || !activated_ || suspended_ > 0) return false;
   scheduled_ = true;
   retain();  // the delivery's reference
   return true;
+}
+
+// A listener's handler typically sets up and resumes a new peer and then does
+// more for it (a server attaches its logging to it, say). On a Mac that
+// handler is done long before the peer's own queue gets to run; on a busy
+// machine here the peer's reader could deliver first, so the peer waits.
+void Connection::releaseListenerHold() {
+  std::lock_guard<std::mutex> lock(mu_);
+  heldForListener_ = false;
+  scheduleLocked();
 }
 
 void Connection::scheduleLocked() {
@@ -481,6 +492,7 @@ void Connection::deliver() {
       handler(event.object->handle());
       Block_release(handler);
     }
+    if (event.object->type() == XPC_TYPE_CONNECTION) static_cast<Connection*>(event.object)->releaseListenerHold();
     event.object->release();
   }
 

@@ -77,6 +77,7 @@ class Connection : public Object {
   void scheduleLocked();
   // Marks a delivery as due; true if the caller is the one to start it.
   bool claimDeliveryLocked();
+  void releaseListenerHold();
   static void deliverNext(void* connection);
   void deliver();
 
@@ -97,6 +98,9 @@ class Connection : public Object {
   bool finished_ = false;    // the final event is queued
   bool runtimeRef_ = false;  // the runtime holds a reference
   bool scheduled_ = false;   // a delivery is queued or running
+  // A new peer delivers nothing until the listener's handler that received
+  // it has returned (see releaseListenerHold).
+  bool heldForListener_ = false;
   std::deque<Event> inbox_;
   std::map<uint64_t, Waiter> waiters_;  // by message id
 };

@@ -73,3 +73,11 @@ TEST_F(CFDateTest, DatesAndTheCurrentTime) {
 }
 
 }  // namespace
+
+// %@ of a date prints as a Mac's Foundation prints it, in UTC whatever the
+// local zone (here the Pacific one).
+TEST_F(CFDateTest, FormatsInUtcThroughPercentAt) {
+  auto date = adopt(CFDateCreate(nullptr, 816965360.5));
+  auto text = adopt(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("changed %@"), date.get()));
+  EXPECT_EQ(utf8(text.get()), "changed 2026-11-21 14:49:20 +0000");
+}
