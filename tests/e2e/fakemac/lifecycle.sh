@@ -19,6 +19,16 @@ fail() {
 status() { "$@" >/dev/null 2>&1; echo $?; }
 [ "$(status fm run -- sh -c 'exit 5')" = 5 ] || fail "run does not pass the exit status on"
 
+# A checkout under the host's /tmp (which the fake Mac replaces with a fresh
+# one) is still seen from inside, and only seen: a clone may live anywhere.
+work=$(mktemp -d /tmp/fakemac-lifecycle-XXXXXX)
+printf '#!/bin/sh\necho seen\n' >"$work/script" && chmod +x "$work/script"
+[ "$(cd "$work" && fm run -- ./script 2>/dev/null)" = seen ] || fail "a folder under /tmp is not visible inside"
+(cd "$work" && fm run -- sh -c 'echo x >changed') 2>/dev/null
+[ -e "$work/changed" ] && fail "the fake Mac wrote into a host folder under /tmp"
+[ "$(fm run -- sh -c 'ls /tmp | wc -l')" = 0 ] || fail "the fake Mac's /tmp is not fresh"
+rm -rf "$work"
+
 fm up "$name" || fail "up"
 fm up "$name" 2>/dev/null && fail "a second up under the same name succeeded"
 holder=$(cat "$state/pid") || fail "no pid in $state"
