@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/close_range.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,12 +27,29 @@ void redirect(int target, const std::string& path, int flags) {
   }
 }
 
+// launchd starts its jobs with every signal at its default, whatever it
+// inherited or chose for itself: an ignored signal would survive exec. The
+// raw call also reaches the signals the C library keeps for its own use.
+void resetSignalDispositions() {
+  struct KernelSigaction {
+    void* handler;  // SIG_DFL is null
+    unsigned long flags;
+    void* restorer;
+    unsigned long mask;
+  };
+  for (int number = 1; number <= 64; ++number) {
+    if (number == SIGKILL || number == SIGSTOP) continue;
+    KernelSigaction action{};
+    syscall(SYS_rt_sigaction, number, &action, nullptr, sizeof action.mask);
+  }
+}
+
 [[noreturn]] void runChild(const ProcessLauncher::Options& options, char* const* argv,
                            char* const* envp, int statusFd) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  signal(SIGPIPE, SIG_DFL);  // launchd ignores it; an ignored signal survives exec
+  resetSignalDispositions();
   if (options.daemon) {
     setsid();
     redirect(STDIN_FILENO, "", O_RDONLY);
