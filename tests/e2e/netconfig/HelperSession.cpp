@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 const char kPreferencesPlist[] = "/Library/Preferences/SystemConfiguration/preferences.plist";
 const char kAutomaticEthernet[] = "38C9FE51-C1A3-4CC9-AD73-425D4F3C28A9";
@@ -61,44 +59,6 @@ bool contains(const std::vector<LogLine>& lines, const LogLine& line) {
   return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
-std::string fileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void writeFile(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-Plist::Plist(const std::string& path) {
-  std::string bytes = fileBytes(path);
-  xpc::CFRef<CFDataRef> data(
-      CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                   static_cast<CFIndex>(bytes.size())),
-      xpc::RefPolicy::Adopt);
-  root_.reset(CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(), kCFPropertyListImmutable,
-                                           nullptr, nullptr),
-              xpc::RefPolicy::Adopt);
-}
-
-CFTypeRef Plist::at(std::initializer_list<std::string> keys) const {
-  CFTypeRef value = root_.get();
-  for (const std::string& key : keys) {
-    if (value == nullptr || CFGetTypeID(value) != CFDictionaryGetTypeID()) return nullptr;
-    xpc::CFRef<CFStringRef> cfKey(
-        CFStringCreateWithCString(kCFAllocatorDefault, key.c_str(), kCFStringEncodingUTF8),
-        xpc::RefPolicy::Adopt);
-    value = CFDictionaryGetValue(static_cast<CFDictionaryRef>(value), cfKey.get());
-  }
-  return value;
-}
-
-static std::string textOf(CFStringRef string) {
-  char buffer[1024] = "";
-  CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingUTF8);
-  return buffer;
-}
-
 std::set<std::string> Plist::keysAt(std::initializer_list<std::string> keys) const {
   std::set<std::string> names;
   CFTypeRef value = at(keys);
@@ -106,7 +66,7 @@ std::set<std::string> Plist::keysAt(std::initializer_list<std::string> keys) con
   auto dictionary = static_cast<CFDictionaryRef>(value);
   std::vector<const void*> list(static_cast<size_t>(CFDictionaryGetCount(dictionary)));
   CFDictionaryGetKeysAndValues(dictionary, list.data(), nullptr);
-  for (const void* key : list) names.insert(textOf(static_cast<CFStringRef>(key)));
+  for (const void* key : list) names.insert(utf8(key));
   return names;
 }
 
@@ -116,10 +76,4 @@ long long Plist::intAt(std::initializer_list<std::string> keys) const {
   if (value == nullptr || CFGetTypeID(value) != CFNumberGetTypeID()) return -1;
   CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberLongLongType, &number);
   return number;
-}
-
-std::string Plist::stringAt(std::initializer_list<std::string> keys) const {
-  CFTypeRef value = at(keys);
-  if (value == nullptr || CFGetTypeID(value) != CFStringGetTypeID()) return "";
-  return textOf(static_cast<CFStringRef>(value));
 }

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "ChildProcess.h"
 #include "XpcTestClient.h"
 
@@ -66,18 +66,15 @@ bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 // A property-list file as it is on disk now.
 class Plist {
  public:
-  explicit Plist(const std::string& path);
+  explicit Plist(const std::string& path) : root_(readPropertyList(path)) {}
   bool loaded() const { return static_cast<bool>(root_); }
   // The value at a path of dictionary keys, or null.
-  CFTypeRef at(std::initializer_list<std::string> keys) const;
+  CFTypeRef at(std::initializer_list<std::string> keys) const { return valueAt(root_.get(), keys); }
   std::set<std::string> keysAt(std::initializer_list<std::string> keys) const;
   // -1 when absent or not a number.
   long long intAt(std::initializer_list<std::string> keys) const;
-  std::string stringAt(std::initializer_list<std::string> keys) const;
+  std::string stringAt(std::initializer_list<std::string> keys) const { return utf8(at(keys)); }
 
  private:
   xpc::CFRef<CFPropertyListRef> root_;
 };
-
-std::string fileBytes(const std::string& path);
-void writeFile(const std::string& path, const std::string& bytes);

@@ -14,7 +14,6 @@ constexpr CFAbsoluteTime kJustAfterMidnight = 804841230;  // 2026-07-04 00:00:30
 class CFDateTest : public CFTest {
  protected:
   void SetUp() override {
-    CFTest::SetUp();
     const char *zone = std::getenv("TZ");
     if (zone) savedZone_ = zone;
     hadZone_ = zone != nullptr;
@@ -28,7 +27,6 @@ class CFDateTest : public CFTest {
       unsetenv("TZ");
     }
     tzset();
-    CFTest::TearDown();
   }
 
   std::string format(CFDateFormatterStyle dateStyle, CFDateFormatterStyle timeStyle, CFAbsoluteTime at) {

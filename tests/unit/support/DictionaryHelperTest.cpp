@@ -5,7 +5,7 @@
 #include "CFRef.h"
 #include "DictionaryHelper.h"
 #include "LogCapture.h"
-#include "SupportTest.h"
+#include "CFTestSupport.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ CFRef<CFNumberRef> number(long long value) {
   return CFRef<CFNumberRef>(CFNumberCreate(nullptr, kCFNumberSInt64Type, &value), RefPolicy::Adopt);
 }
 
-class DictionaryHelperTest : public SupportTest {
+class DictionaryHelperTest : public CFTest {
  protected:
   LogCapture log;
   DictionaryHelper helper{log.logger()};

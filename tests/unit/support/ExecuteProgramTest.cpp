@@ -6,7 +6,7 @@
 #include "ErrorUtils.h"
 #include "ExecuteProgram.h"
 #include "LogCapture.h"
-#include "SupportTest.h"
+#include "CFTestSupport.h"
 #include "systemconfiguration/SCErrorState.h"
 
 namespace {
@@ -15,7 +15,7 @@ using xpc::CFRef;
 using xpc::ErrorUtils;
 using xpc::RefPolicy;
 
-class ExecuteProgramTest : public SupportTest {
+class ExecuteProgramTest : public CFTest {
  protected:
   LogCapture log;
   ExecuteProgram program{log.logger()};
@@ -50,7 +50,7 @@ TEST_F(ExecuteProgramTest, TheAppendedRedirectionsWin) {
   EXPECT_TRUE(log.saw(3, "Unable to delete the temp file! (1)"));
 }
 
-class ErrorUtilsTest : public SupportTest {
+class ErrorUtilsTest : public CFTest {
  protected:
   LogCapture log;
   ErrorUtils errors{log.logger()};

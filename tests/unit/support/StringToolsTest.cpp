@@ -1,7 +1,7 @@
 #include "CFRef.h"
 #include "MacStringUtils.h"
 #include "StringTools.h"
-#include "SupportTest.h"
+#include "CFTestSupport.h"
 #include "XmlUtils.h"
 
 namespace {
@@ -122,7 +122,7 @@ TEST(XmlUtils, EscapingRoundTrips) {
   EXPECT_EQ(xpc::XmlUtils::fromXmlSafe("&amp;agrave;"), "\xC3\xA0");
 }
 
-class MacStringUtilsTest : public SupportTest {};
+class MacStringUtilsTest : public CFTest {};
 
 TEST_F(MacStringUtilsTest, ConvertsUtf8BothWays) {
   const std::string text = "Caf\xC3\xA9 Wi-Fi \xE2\x9C\x93";

@@ -11,7 +11,7 @@
 namespace {
 
 using namespace sctest;
-using Preferences = SCTest;
+using Preferences = CFTest;
 
 std::string lockPath() { return std::string(kPreferencesPath) + "-lock"; }
 
@@ -22,11 +22,11 @@ TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
   ASSERT_TRUE(prefs);
   EXPECT_EQ(CFGetTypeID(prefs.get()), SCPreferencesGetTypeID());
   EXPECT_NE(
-      text(adopt(CFCopyDescription(prefs.get())).get())
+      utf8(adopt(CFCopyDescription(prefs.get())).get())
           .find("{name = test, id = [default], path = /Library/Preferences/SystemConfiguration/preferences.plist}"),
       std::string::npos);
 
-  EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kAutomatic);
+  EXPECT_EQ(utf8(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kAutomatic);
   EXPECT_EQ(texts(adopt(SCPreferencesCopyKeyList(prefs.get())).get()),
             (std::vector<std::string>{"CurrentSet", "Model", "NetworkServices", "Sets", "System",
                                       "VirtualNetworkInterfaces", "__VERSION__"}));
@@ -65,13 +65,13 @@ TEST_F(Preferences, CommitWritesAnXmlFileOtherSessionsRead) {
   EXPECT_FALSE(CFEqual(before.get(), SCPreferencesGetSignature(prefs.get())));
   EXPECT_TRUE(SCPreferencesCommitChanges(prefs.get())) << "nothing left to write";
 
-  EXPECT_EQ(text(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "committed");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "committed");
   std::ifstream file(kPreferencesPath);
   std::string head;
   std::getline(file, head);
   EXPECT_EQ(head, R"(<?xml version="1.0" encoding="UTF-8"?>)");
   auto stored = storedPreferences();
-  EXPECT_EQ(text(valueAt(stored.get(), "Marker")), "committed");
+  EXPECT_EQ(utf8(valueAt(stored.get(), "Marker")), "committed");
   EXPECT_NE(valueAt(stored.get(), "NetworkServices"), nullptr);
 
   struct stat status {};
@@ -86,23 +86,23 @@ TEST_F(Preferences, PathsFollowLinks) {
   std::string viaSet = std::string("/Sets/") + kAutomatic + "/Network/Service/" + kEthernet;
   std::string service = std::string("/NetworkServices/") + kEthernet;
 
-  CFDictionaryRef linked = SCPreferencesPathGetValue(prefs.get(), cf(viaSet).get());
+  CFDictionaryRef linked = SCPreferencesPathGetValue(prefs.get(), cfstring(viaSet).get());
   ASSERT_NE(linked, nullptr);
-  EXPECT_EQ(linked, SCPreferencesPathGetValue(prefs.get(), cf(service).get()));
-  EXPECT_EQ(text(SCPreferencesPathGetLink(prefs.get(), cf(viaSet).get())), service);
-  EXPECT_EQ(SCPreferencesPathGetLink(prefs.get(), cf(service).get()), nullptr);
-  EXPECT_EQ(text(valueAt(SCPreferencesPathGetValue(prefs.get(), cf(viaSet + "/Interface").get()), "DeviceName")),
+  EXPECT_EQ(linked, SCPreferencesPathGetValue(prefs.get(), cfstring(service).get()));
+  EXPECT_EQ(utf8(SCPreferencesPathGetLink(prefs.get(), cfstring(viaSet).get())), service);
+  EXPECT_EQ(SCPreferencesPathGetLink(prefs.get(), cfstring(service).get()), nullptr);
+  EXPECT_EQ(utf8(valueAt(SCPreferencesPathGetValue(prefs.get(), cfstring(viaSet + "/Interface").get()), "DeviceName")),
             "en0");
   EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/")), SCPreferencesPathGetValue(prefs.get(), CFSTR("//")));
 
   // Writing below a link writes the linked dictionary; the link stays.
   auto proxies = dictionary({{"HTTPProxy", CFSTR("proxy.example")}});
-  ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), cf(viaSet + "/Proxies").get(), proxies.get()));
-  EXPECT_TRUE(CFEqual(SCPreferencesPathGetValue(prefs.get(), cf(service + "/Proxies").get()), proxies.get()));
-  EXPECT_EQ(text(SCPreferencesPathGetLink(prefs.get(), cf(viaSet).get())), service);
-  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), cf(viaSet + "/Proxies").get()));
-  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cf(service + "/Proxies").get()), nullptr);
-  EXPECT_FALSE(SCPreferencesPathRemoveValue(prefs.get(), cf(viaSet + "/Proxies").get()));
+  ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), cfstring(viaSet + "/Proxies").get(), proxies.get()));
+  EXPECT_TRUE(CFEqual(SCPreferencesPathGetValue(prefs.get(), cfstring(service + "/Proxies").get()), proxies.get()));
+  EXPECT_EQ(utf8(SCPreferencesPathGetLink(prefs.get(), cfstring(viaSet).get())), service);
+  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), cfstring(viaSet + "/Proxies").get()));
+  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cfstring(service + "/Proxies").get()), nullptr);
+  EXPECT_FALSE(SCPreferencesPathRemoveValue(prefs.get(), cfstring(viaSet + "/Proxies").get()));
   EXPECT_EQ(SCError(), kSCStatusNoKey);
 
   // Missing dictionaries are created on the way and removed again once empty.
@@ -112,7 +112,7 @@ TEST_F(Preferences, PathsFollowLinks) {
 
   // What a path cannot name.
   for (const char* path : {"/NetworkServices/missing", "/CurrentSet", "relative/path", "/CurrentSet/below"}) {
-    EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cf(path).get()), nullptr) << path;
+    EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cfstring(path).get()), nullptr) << path;
     EXPECT_EQ(SCError(), kSCStatusNoKey) << path;
   }
   EXPECT_FALSE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()))
@@ -154,11 +154,11 @@ TEST_F(Preferences, LockExcludesOtherSessionsAndRefusesStaleOnes) {
   EXPECT_EQ(SCError(), kSCStatusStale);
   EXPECT_FALSE(SCPreferencesCommitChanges(reader.get())) << "commit locks too, and so sees the same";
   EXPECT_EQ(SCError(), kSCStatusStale);
-  EXPECT_EQ(text(valueAt(storedPreferences().get(), "Marker")), "writer");
+  EXPECT_EQ(utf8(valueAt(storedPreferences().get(), "Marker")), "writer");
 
   SCPreferencesSynchronize(reader.get());
   ASSERT_TRUE(SCPreferencesLock(reader.get(), true));
-  EXPECT_EQ(text(SCPreferencesGetValue(reader.get(), CFSTR("Marker"))), "writer");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(reader.get(), CFSTR("Marker"))), "writer");
   ASSERT_TRUE(SCPreferencesUnlock(reader.get()));
 }
 
@@ -189,7 +189,7 @@ TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
 
   SCPreferencesSynchronize(prefs.get());
   ASSERT_TRUE(SCPreferencesLock(prefs.get(), false));
-  EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), CFSTR("Marker"))), "first writer");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(prefs.get(), CFSTR("Marker"))), "first writer");
   ASSERT_TRUE(SCPreferencesUnlock(prefs.get()));
 }
 
@@ -250,7 +250,7 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
 
     auto stored = storedPreferences();
     ASSERT_TRUE(stored) << "round " << round << ": the file does not parse";
-    EXPECT_EQ(text(valueAt(stored.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
+    EXPECT_EQ(utf8(valueAt(stored.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
     auto data = static_cast<CFDataRef>(valueAt(stored.get(), "Bulk"));
     ASSERT_NE(data, nullptr) << "round " << round;
     ASSERT_EQ(static_cast<size_t>(CFDataGetLength(data)), kBulkSize) << "round " << round;
@@ -283,7 +283,7 @@ TEST_F(Preferences, ACorruptOrMissingFileReadsAsNoPreferences) {
   EXPECT_EQ(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
   ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("fresh")));
   ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
-  EXPECT_EQ(text(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "fresh");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "fresh");
 }
 
 }  // namespace

@@ -1,13 +1,12 @@
 #pragma once
-#include <CFRef.h>
 #include <Security/Security.h>
 #include <SystemConfiguration/SystemConfiguration.h>
-#include <emu/ObjectCounts.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "CFTestSupport.h"
 
 namespace sctest {
 
@@ -24,22 +23,12 @@ constexpr char kOfficeEthernet[] = "9C312E92-4BFB-4FC0-9811-0CA93BA51278";
 constexpr char kOfficeWiFi[] = "2077CEBC-D428-42C3-8B87-7B895755D47E";
 constexpr char kOfficeBridge[] = "00E24EC6-B3A4-4A44-BCC3-FC647953ED81";
 
-template <typename T>
-xpc::CFRef<T> adopt(T object) {
-  return xpc::CFRef<T>(object, xpc::RefPolicy::Adopt);
-}
-
-xpc::CFRef<CFStringRef> cf(const std::string& text);
-// The text of a string, or "" for anything else.
-std::string text(CFTypeRef string);
-// dictionary[key], or null when dictionary is not a dictionary.
-CFTypeRef valueAt(CFTypeRef dictionary, const std::string& key);
 xpc::CFRef<CFDictionaryRef> dictionary(const std::vector<std::pair<std::string, CFTypeRef>>& entries);
 std::vector<std::string> texts(CFArrayRef strings);
 
 xpc::CFRef<SCPreferencesRef> openPreferences();
 // The preferences file as stored, parsed; null if it does not parse.
-xpc::CFRef<CFPropertyListRef> storedPreferences();
+inline xpc::CFRef<CFPropertyListRef> storedPreferences() { return readPropertyList(kPreferencesPath); }
 
 // Runs body in a forked process and answers its exit status (128 + signal
 // when killed).
@@ -59,16 +48,6 @@ class Pipe {
 
  private:
   int fds_[2];
-};
-
-// Every test must leave as many CF objects alive as it found.
-class SCTest : public ::testing::Test {
- protected:
-  void SetUp() override { liveAtStart_ = emu_cf_live_objects(); }
-  void TearDown() override { EXPECT_EQ(emu_cf_live_objects(), liveAtStart_) << "CF objects leaked"; }
-
- private:
-  long liveAtStart_ = 0;
 };
 
 }  // namespace sctest

@@ -8,8 +8,6 @@
 
 namespace {
 
-using xpctest::waitFor;
-
 TEST(Dispatch, SerialQueueRunsBlocksOneAtATimeInSubmissionOrder) {
   dispatch_queue_t queue = dispatch_queue_create("test.serial", DISPATCH_QUEUE_SERIAL);
   __block std::vector<int> order;

@@ -37,7 +37,7 @@ void burst(xpc_connection_t peer, int64_t senders, int64_t count) {
     });
     dispatch_release(queue);
   }
-  for (int64_t s = 0; s < senders; ++s) xpctest::waitFor(finished);
+  for (int64_t s = 0; s < senders; ++s) waitFor(finished);
   dispatch_release(finished);
 }
 
@@ -113,7 +113,7 @@ bool EchoService::waitUntil(const std::function<bool(State&)>& done) {
       std::lock_guard<std::mutex> lock(state_->mu);
       if (done(*state_)) return true;
     }
-    if (!xpctest::waitFor(state_->changed)) return false;
+    if (!waitFor(state_->changed)) return false;
   }
 }
 
