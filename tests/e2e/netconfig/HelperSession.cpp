@@ -42,17 +42,20 @@ xpc::XpcRef HelperSession::send(const std::string& command, const std::vector<Ar
   return client_->send(makeRequest(command, args).get());
 }
 
-bool isSuccess(xpc_object_t reply) {
-  return replyString(reply, "Response") == "Boolean" && xpc_dictionary_get_bool(reply, "Success");
+bool HelperSession::succeeds(const std::string& command, const std::vector<Arg>& args) {
+  xpc::XpcRef reply = send(command, args);
+  return replyString(reply.get(), "Response") == "Boolean" && xpc_dictionary_get_bool(reply.get(), "Success");
 }
 
-bool isFailure(xpc_object_t reply) {
-  return replyString(reply, "Response") == "Boolean" && !xpc_dictionary_get_bool(reply, "Success") &&
-         replyKeys(reply) == std::vector<std::string>{"Response", "Success"};
+bool HelperSession::fails(const std::string& command, const std::vector<Arg>& args) {
+  xpc::XpcRef reply = send(command, args);
+  return replyKeys(reply.get()) == std::vector<std::string>{"Response", "Success"} &&
+         replyString(reply.get(), "Response") == "Boolean" && !xpc_dictionary_get_bool(reply.get(), "Success");
 }
 
-std::string errorText(xpc_object_t reply) {
-  return replyString(reply, "Response") == "error" ? replyString(reply, "Error") : "";
+std::string HelperSession::error(const std::string& command, const std::vector<Arg>& args) {
+  xpc::XpcRef reply = send(command, args);
+  return replyString(reply.get(), "Response") == "error" ? replyString(reply.get(), "Error") : "";
 }
 
 bool contains(const std::vector<LogLine>& lines, const LogLine& line) {

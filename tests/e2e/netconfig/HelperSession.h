@@ -28,6 +28,7 @@ struct Arg {
   Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
   Arg(const char* key, std::string value) : key(key), type(XPC_TYPE_STRING), text(std::move(value)) {}
   Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
+  Arg(const char* key, long long value) : key(key), type(XPC_TYPE_INT64), number(value) {}
   Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
   std::string key;
   xpc_type_t type;
@@ -37,14 +38,23 @@ struct Arg {
 };
 
 xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args);
+bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 
 class HelperSession {
  public:
   HelperSession();
 
   xpc::XpcRef send(const std::string& command, const std::vector<Arg>& args = {});
+  // Whether the reply is {"Response": "Boolean", "Success": true}.
+  bool succeeds(const std::string& command, const std::vector<Arg>& args = {});
+  // Whether the reply is exactly {"Response": "Boolean", "Success": false}.
+  bool fails(const std::string& command, const std::vector<Arg>& args = {});
+  // The "Error" of an error reply, else "".
+  std::string error(const std::string& command, const std::vector<Arg>& args = {});
   // The log lines of the requests since the last look.
   std::vector<LogLine> lines() { return client_->takeLogLines(); }
+  // Whether exactly this line came since the last look; forgets them all.
+  bool logged(int64_t level, const std::string& text) { return contains(lines(), {level, text}); }
   bool running() { return helper_->running(); }
   // Kills the helper and starts a fresh one with a fresh client.
   void restart();
@@ -58,10 +68,6 @@ class HelperSession {
   std::unique_ptr<XpcTestClient> client_;
 };
 
-bool isSuccess(xpc_object_t reply);  // {"Response": "Boolean", "Success": true}
-bool isFailure(xpc_object_t reply);  // {"Response": "Boolean", "Success": false}
-std::string errorText(xpc_object_t reply);  // "Error" of an error reply, else ""
-bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 
 // A property-list file as it is on disk now.
 class Plist {

@@ -21,10 +21,9 @@ TEST(ReliabilityTest, AKilledCommitLeavesThePreferencesWhollyOldOrWhollyNew) {
   ASSERT_EQ(committed, -1);
   for (int round = 0; round < 32; ++round) {
     const int port = 2000 + round;
-    xpc::XpcRef request = makeRequest("proxysetmanualserver", {{"Uuid", kAutomaticEthernet},
-                                                               {"NewValue", "kill.example"},
-                                                               {"Port", port}});
-    helper.client().sendWithoutReply(request.get());
+    helper.client().sendWithoutReply(
+        makeRequest("proxysetmanualserver", {{"Uuid", kAutomaticEthernet}, {"NewValue", "kill.example"}, {"Port", port}})
+            .get());
     // Spread the kills over the command's run (about a millisecond).
     usleep(static_cast<useconds_t>(round * 60));
     helper.process().signal(SIGKILL);
@@ -35,18 +34,15 @@ TEST(ReliabilityTest, AKilledCommitLeavesThePreferencesWhollyOldOrWhollyNew) {
     long long found = portOf(kAutomaticEthernet);
     EXPECT_TRUE(found == committed || found == port) << "round " << round << ": " << found;
     if (found == port) {
-      EXPECT_EQ(after.stringAt({"NetworkServices", kAutomaticEthernet, "Proxies", "HTTPProxy"}),
-                "kill.example");
+      EXPECT_EQ(after.stringAt({"NetworkServices", kAutomaticEthernet, "Proxies", "HTTPProxy"}), "kill.example");
     }
-    EXPECT_EQ(after.stringAt({"NetworkServices", kOfficeEthernet, "Proxies", "HTTPSProxy"}),
-              "proxy.corp.example");
+    EXPECT_EQ(after.stringAt({"NetworkServices", kOfficeEthernet, "Proxies", "HTTPSProxy"}), "proxy.corp.example");
     committed = found;
     helper.restart();
   }
   // And the helper still works on what was left.
-  EXPECT_TRUE(isSuccess(helper.send("proxysetmanualserver", {{"Uuid", kAutomaticEthernet},
-                                                             {"NewValue", "after.example"},
-                                                             {"Port", 1}}).get()));
+  EXPECT_TRUE(helper.succeeds("proxysetmanualserver",
+                              {{"Uuid", kAutomaticEthernet}, {"NewValue", "after.example"}, {"Port", 1}}));
   EXPECT_EQ(portOf(kAutomaticEthernet), 1);
 }
 
@@ -62,10 +58,8 @@ TEST(ReliabilityTest, ConcurrentWritersNeverLoseAChangeTheyReportedMade) {
           std::to_string(100 * round + i)}));
     }
     const int helperPort = 100 * round + 50;
-    bool helperMadeIt = isSuccess(helper.send("proxysetmanualserver", {{"Uuid", kAutomaticEthernet},
-                                                                       {"NewValue", "helper.example"},
-                                                                       {"Port", helperPort}})
-                                      .get());
+    bool helperMadeIt = helper.succeeds(
+        "proxysetmanualserver", {{"Uuid", kAutomaticEthernet}, {"NewValue", "helper.example"}, {"Port", helperPort}});
     int made = helperMadeIt ? 1 : 0;
     for (int i = 0; i < 4; ++i) {
       int status = writers[i]->wait();
@@ -77,8 +71,7 @@ TEST(ReliabilityTest, ConcurrentWritersNeverLoseAChangeTheyReportedMade) {
     }
     if (helperMadeIt) EXPECT_EQ(portOf(kAutomaticEthernet), helperPort) << "round " << round;
     if (!helperMadeIt) {
-      EXPECT_TRUE(contains(helper.lines(),
-                           {4, "Unable to get a write lock for the configuration settings!"}));
+      EXPECT_TRUE(helper.logged(4, "Unable to get a write lock for the configuration settings!"));
     }
     EXPECT_GE(made, 1) << "round " << round;
     ASSERT_TRUE(Plist(kPreferencesPlist).loaded());
@@ -90,36 +83,34 @@ TEST(ReliabilityTest, BrokenOrMissingPreferenceFilesFailCleanly) {
   const char kFirewallPlist[] = "/Library/Preferences/com.apple.alf.plist";
   const char kUpdatePlist[] = "/Library/Preferences/com.apple.SoftwareUpdate.plist";
 
-  writeFile(kFirewallPlist, "<?xml version=\"1.0\"?><plist><dict><key>globalstate");
-  EXPECT_TRUE(isFailure(helper.send("changefirewallstate", {{"Enabled", 1}}).get()));
-  EXPECT_TRUE(contains(helper.lines(), {4, "Unable to load the firewall settings!"}));
-  writeFile(kFirewallPlist, "<?xml version=\"1.0\"?><plist><array/></plist>");
-  EXPECT_TRUE(isFailure(helper.send("changefirewallstate", {{"Enabled", 1}}).get()));
-  EXPECT_TRUE(contains(helper.lines(), {4, "Unable to load the firewall settings!"}));
-  EXPECT_EQ(fileBytes(kFirewallPlist), "<?xml version=\"1.0\"?><plist><array/></plist>");
+  for (const char* broken : {"<?xml version=\"1.0\"?><plist><dict><key>globalstate",
+                             "<?xml version=\"1.0\"?><plist><array/></plist>"}) {
+    writeFile(kFirewallPlist, broken);
+    EXPECT_TRUE(helper.fails("changefirewallstate", {{"Enabled", 1}}));
+    EXPECT_TRUE(helper.logged(4, "Unable to load the firewall settings!"));
+    EXPECT_EQ(fileBytes(kFirewallPlist), broken);
+  }
 
   ASSERT_EQ(unlink(kUpdatePlist), 0);
-  EXPECT_TRUE(isFailure(helper.send("changeupdatechecksettings", {{"Enable", true}}).get()));
-  EXPECT_TRUE(contains(helper.lines(), {4, "Unable to load the software update settings!"}));
+  EXPECT_TRUE(helper.fails("changeupdatechecksettings", {{"Enable", true}}));
+  EXPECT_TRUE(helper.logged(4, "Unable to load the software update settings!"));
   EXPECT_NE(access(kUpdatePlist, F_OK), 0) << "not created";
 
   const std::string garbage = "this is not a property list";
   writeFile(kPreferencesPlist, garbage);
   for (const char* command : {"proxysetmanualserver", "setipv6toautomatic", "proxydisable"}) {
-    EXPECT_TRUE(isFailure(helper.send(command, {{"Uuid", kAutomaticEthernet},
-                                                {"NewValue", "p.example"}}).get()))
-        << command;
+    EXPECT_TRUE(helper.fails(command, {{"Uuid", kAutomaticEthernet}, {"NewValue", "p.example"}})) << command;
     std::vector<LogLine> lines = helper.lines();
     EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const LogLine& l) { return l.level == 4; }))
         << command;
   }
-  EXPECT_EQ(errorText(helper.send("addnetworklocation", {{"Location", "Travel"}}).get()),
+  EXPECT_EQ(helper.error("addnetworklocation", {{"Location", "Travel"}}),
             "Unable to create the network location 'Travel'!");
-  EXPECT_TRUE(isFailure(helper.send("dhcprenew", {{"InterfaceName", "en0"}}).get()));
+  EXPECT_TRUE(helper.fails("dhcprenew", {{"InterfaceName", "en0"}}));
   EXPECT_EQ(fileBytes(kPreferencesPlist), garbage);
 
   ASSERT_EQ(unlink(kPreferencesPlist), 0);
-  EXPECT_TRUE(isFailure(helper.send("proxydisable", {{"Uuid", kAutomaticEthernet}}).get()));
+  EXPECT_TRUE(helper.fails("proxydisable", {{"Uuid", kAutomaticEthernet}}));
   EXPECT_TRUE(helper.running());
 }
 
