@@ -41,15 +41,15 @@ TEST_F(DynamicStore, StartsWithTheStoredPreferencesPublished) {
   EXPECT_EQ(utf8(valueAt(copyValue("Setup:/").get(), "UserDefinedName")), "Automatic");
   EXPECT_EQ(utf8(valueAt(copyValue("Setup:/Network/HostNames").get(), "LocalHostName")), "Alexs-iMac");
 
-  EXPECT_FALSE(copyValue(setupKey(kEthernet) + "/DNS")) << "an empty entity is not published";
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(copyValue(setupKey(kEthernet) + "/DNS"), kSCStatusNoKey))
+      << "an empty entity is not published";
 
   // Patterns match whole keys.
   EXPECT_TRUE(keysMatching("Service").empty());
   EXPECT_GT(keysMatching("Setup:/Network/Service/.*").size(), 3u);
   EXPECT_EQ(keysMatching("^Setup:$"), (std::vector<std::string>{"Setup:"}));
-  EXPECT_FALSE(adopt(SCDynamicStoreCopyKeyList(openStore().get(), CFSTR("(unclosed"))));
-  EXPECT_EQ(SCError(), kSCStatusFailed);
+  EXPECT_TRUE(
+      failedWith(adopt(SCDynamicStoreCopyKeyList(openStore().get(), CFSTR("(unclosed"))), kSCStatusFailed));
 }
 
 TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
@@ -90,12 +90,10 @@ TEST_F(DynamicStore, ReportsTheInterfacesOfTheRunningSystem) {
 
 TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
   auto store = openStore();
-  auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, kSCDynamicStoreDomainState, cfstring(kEthernet).get(),
-                                                               kSCEntNetIPv4));
+  CFStringRef state = kSCDynamicStoreDomainState;
+  auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, state, cfstring(kEthernet).get(), kSCEntNetIPv4));
   EXPECT_EQ(utf8(key.get()), std::string("State:/Network/Service/") + kEthernet + "/IPv4");
-  EXPECT_EQ(utf8(adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, kSCDynamicStoreDomainState, CFSTR("en0"),
-                                                                     kSCEntNetLink))
-                     .get()),
+  EXPECT_EQ(utf8(adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, state, CFSTR("en0"), kSCEntNetLink)).get()),
             "State:/Network/Interface/en0/Link");
   EXPECT_EQ(
       utf8(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4)).get()),
@@ -113,8 +111,7 @@ TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
   EXPECT_TRUE(CFEqual(valueAt(several.get(), utf8(key.get())), value.get()));
 
   ASSERT_TRUE(SCDynamicStoreRemoveValue(store.get(), key.get()));
-  EXPECT_FALSE(SCDynamicStoreRemoveValue(store.get(), key.get()));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(SCDynamicStoreRemoveValue(store.get(), key.get()), kSCStatusNoKey));
   EXPECT_EQ(runInChild([&] { return copyValue(utf8(key.get())) ? 1 : 0; }), 0);
 }
 

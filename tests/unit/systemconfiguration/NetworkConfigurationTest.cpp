@@ -42,8 +42,7 @@ TEST_F(NetworkConfiguration, CurrentSetListsItsServicesAndTheirInterfaces) {
   EXPECT_TRUE(CFEqual(
       SCNetworkServiceGetInterface(ethernet.get()),
       SCNetworkServiceGetInterface(static_cast<SCNetworkServiceRef>(CFArrayGetValueAtIndex(services.get(), 0)))));
-  EXPECT_FALSE(copyService(prefs.get(), "00000000-0000-0000-0000-000000000000"));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(copyService(prefs.get(), "00000000-0000-0000-0000-000000000000"), kSCStatusNoKey));
 
   EXPECT_EQ(CFArrayGetCount(adopt(SCNetworkServiceCopyAll(prefs.get())).get()), 6);
   auto sets = adopt(SCNetworkSetCopyAll(prefs.get()));
@@ -70,11 +69,9 @@ TEST_F(NetworkConfiguration, ProtocolsKeepTheirEnabledStateInTheEntity) {
 
   // Entities of the interface are not protocols; a missing protocol is no key.
   for (CFStringRef type : {kSCEntNetInterface, kSCEntNetEthernet}) {
-    EXPECT_FALSE(copyProtocol(ethernet.get(), type));
-    EXPECT_EQ(SCError(), kSCStatusInvalidArgument);
+    EXPECT_TRUE(failedWith(copyProtocol(ethernet.get(), type), kSCStatusInvalidArgument));
   }
-  EXPECT_FALSE(copyProtocol(ethernet.get(), kSCNetworkProtocolTypeSMB));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(copyProtocol(ethernet.get(), kSCNetworkProtocolTypeSMB), kSCStatusNoKey));
 
   // Disabling marks the entity; a new configuration keeps the mark.
   ASSERT_TRUE(SCNetworkProtocolSetEnabled(ipv6.get(), false));
@@ -127,8 +124,7 @@ TEST_F(NetworkConfiguration, ConfigurationRefreshNeedsAnInterfaceTheSystemHas) {
   auto gone = copyService(prefs.get(), "Gone");
   SCNetworkInterfaceRef en9 = SCNetworkServiceGetInterface(gone.get());
   EXPECT_EQ(utf8(SCNetworkInterfaceGetBSDName(en9)), "en9");
-  EXPECT_FALSE(SCNetworkInterfaceForceConfigurationRefresh(en9));
-  EXPECT_EQ(SCError(), kSCStatusInvalidArgument);
+  EXPECT_TRUE(failedWith(SCNetworkInterfaceForceConfigurationRefresh(en9), kSCStatusInvalidArgument));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <random>
 
 #include "SCTestSupport.h"
@@ -30,12 +29,11 @@ TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
   EXPECT_EQ(texts(adopt(SCPreferencesCopyKeyList(prefs.get())).get()),
             (std::vector<std::string>{"CurrentSet", "Model", "NetworkServices", "Sets", "System",
                                       "VirtualNetworkInterfaces", "__VERSION__"}));
-  EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("Missing")), nullptr);
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(SCPreferencesGetValue(prefs.get(), CFSTR("Missing")), kSCStatusNoKey));
 
   // Add refuses a key that has a value; Set replaces it.
-  EXPECT_FALSE(SCPreferencesAddValue(prefs.get(), kSCPrefCurrentSet, CFSTR("/Sets/x")));
-  EXPECT_EQ(SCError(), kSCStatusKeyExists);
+  EXPECT_TRUE(
+      failedWith(SCPreferencesAddValue(prefs.get(), kSCPrefCurrentSet, CFSTR("/Sets/x")), kSCStatusKeyExists));
   // A key with slashes is just a key, not a path.
   auto one = dictionary({{"Count", CFSTR("1")}});
   ASSERT_TRUE(SCPreferencesAddValue(prefs.get(), CFSTR("/Custom/Settings"), one.get()));
@@ -49,8 +47,7 @@ TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
       << "another session reads the file, which has no uncommitted change";
 
   ASSERT_TRUE(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet));
-  EXPECT_FALSE(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet), kSCStatusNoKey));
 
   SCPreferencesSynchronize(prefs.get());
   EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), nullptr) << "synchronize drops changes";
@@ -66,10 +63,7 @@ TEST_F(Preferences, CommitWritesAnXmlFileOtherSessionsRead) {
   EXPECT_TRUE(SCPreferencesCommitChanges(prefs.get())) << "nothing left to write";
 
   EXPECT_EQ(utf8(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "committed");
-  std::ifstream file(kPreferencesPath);
-  std::string head;
-  std::getline(file, head);
-  EXPECT_EQ(head, R"(<?xml version="1.0" encoding="UTF-8"?>)");
+  EXPECT_EQ(fileBytes(kPreferencesPath).rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n", 0), 0u);
   auto stored = storedPreferences();
   EXPECT_EQ(utf8(valueAt(stored.get(), "Marker")), "committed");
   EXPECT_NE(valueAt(stored.get(), "NetworkServices"), nullptr);
@@ -83,63 +77,58 @@ TEST_F(Preferences, CommitWritesAnXmlFileOtherSessionsRead) {
 
 TEST_F(Preferences, PathsFollowLinks) {
   auto prefs = openPreferences();
+  auto get = [&](const std::string& path) { return SCPreferencesPathGetValue(prefs.get(), cfstring(path).get()); };
+  auto link = [&](const std::string& path) { return SCPreferencesPathGetLink(prefs.get(), cfstring(path).get()); };
+  auto remove = [&](const std::string& path) { return SCPreferencesPathRemoveValue(prefs.get(), cfstring(path).get()); };
   std::string viaSet = std::string("/Sets/") + kAutomatic + "/Network/Service/" + kEthernet;
   std::string service = std::string("/NetworkServices/") + kEthernet;
 
-  CFDictionaryRef linked = SCPreferencesPathGetValue(prefs.get(), cfstring(viaSet).get());
-  ASSERT_NE(linked, nullptr);
-  EXPECT_EQ(linked, SCPreferencesPathGetValue(prefs.get(), cfstring(service).get()));
-  EXPECT_EQ(utf8(SCPreferencesPathGetLink(prefs.get(), cfstring(viaSet).get())), service);
-  EXPECT_EQ(SCPreferencesPathGetLink(prefs.get(), cfstring(service).get()), nullptr);
-  EXPECT_EQ(utf8(valueAt(SCPreferencesPathGetValue(prefs.get(), cfstring(viaSet + "/Interface").get()), "DeviceName")),
-            "en0");
-  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/")), SCPreferencesPathGetValue(prefs.get(), CFSTR("//")));
+  ASSERT_NE(get(viaSet), nullptr);
+  EXPECT_EQ(get(viaSet), get(service));
+  EXPECT_EQ(utf8(link(viaSet)), service);
+  EXPECT_EQ(link(service), nullptr);
+  EXPECT_EQ(utf8(valueAt(get(viaSet + "/Interface"), "DeviceName")), "en0");
+  EXPECT_EQ(get("/"), get("//"));
 
   // Writing below a link writes the linked dictionary; the link stays.
   auto proxies = dictionary({{"HTTPProxy", CFSTR("proxy.example")}});
   ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), cfstring(viaSet + "/Proxies").get(), proxies.get()));
-  EXPECT_TRUE(CFEqual(SCPreferencesPathGetValue(prefs.get(), cfstring(service + "/Proxies").get()), proxies.get()));
-  EXPECT_EQ(utf8(SCPreferencesPathGetLink(prefs.get(), cfstring(viaSet).get())), service);
-  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), cfstring(viaSet + "/Proxies").get()));
-  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cfstring(service + "/Proxies").get()), nullptr);
-  EXPECT_FALSE(SCPreferencesPathRemoveValue(prefs.get(), cfstring(viaSet + "/Proxies").get()));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(CFEqual(get(service + "/Proxies"), proxies.get()));
+  EXPECT_EQ(utf8(link(viaSet)), service);
+  ASSERT_TRUE(remove(viaSet + "/Proxies"));
+  EXPECT_EQ(get(service + "/Proxies"), nullptr);
+  EXPECT_TRUE(failedWith(remove(viaSet + "/Proxies"), kSCStatusNoKey));
 
   // Missing dictionaries are created on the way and removed again once empty.
   ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/Scratch/a/b"), proxies.get()));
-  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), CFSTR("/Scratch/a/b")));
+  ASSERT_TRUE(remove("/Scratch/a/b"));
   EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("Scratch")), nullptr);
 
   // What a path cannot name.
   for (const char* path : {"/NetworkServices/missing", "/CurrentSet", "relative/path", "/CurrentSet/below"}) {
-    EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cfstring(path).get()), nullptr) << path;
-    EXPECT_EQ(SCError(), kSCStatusNoKey) << path;
+    EXPECT_TRUE(failedWith(get(path), kSCStatusNoKey)) << path;
   }
-  EXPECT_FALSE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()))
+  EXPECT_TRUE(failedWith(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()),
+                         kSCStatusInvalidArgument))
       << "a path never replaces a value that is not a dictionary";
-  EXPECT_EQ(SCError(), kSCStatusInvalidArgument);
-  EXPECT_FALSE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/missing")));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/missing")),
+                         kSCStatusNoKey));
 
   // Links that lead in a circle end the lookup.
   ASSERT_TRUE(
       SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), dictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
   ASSERT_TRUE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Loop/b"), CFSTR("/Loop/a")));
-  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/Loop/a/x")), nullptr);
-  EXPECT_EQ(SCError(), kSCStatusMaxLink);
+  EXPECT_TRUE(failedWith(get("/Loop/a/x"), kSCStatusMaxLink));
 }
 
 TEST_F(Preferences, LockExcludesOtherSessionsAndRefusesStaleOnes) {
   auto writer = openPreferences(), reader = openPreferences();
-  EXPECT_FALSE(SCPreferencesUnlock(writer.get()));
-  EXPECT_EQ(SCError(), kSCStatusNeedLock);
+  EXPECT_TRUE(failedWith(SCPreferencesUnlock(writer.get()), kSCStatusNeedLock));
 
   ASSERT_TRUE(SCPreferencesLock(writer.get(), false));
   EXPECT_TRUE(exists(lockPath()));
-  EXPECT_FALSE(SCPreferencesLock(writer.get(), false));
-  EXPECT_EQ(SCError(), kSCStatusLocked);
-  EXPECT_FALSE(SCPreferencesLock(reader.get(), false));
-  EXPECT_EQ(SCError(), kSCStatusPrefsBusy);
+  EXPECT_TRUE(failedWith(SCPreferencesLock(writer.get(), false), kSCStatusLocked));
+  EXPECT_TRUE(failedWith(SCPreferencesLock(reader.get(), false), kSCStatusPrefsBusy));
   EXPECT_STREQ(SCErrorString(SCError()), "Preferences update currently in progress");
 
   // The reader has read the preferences when the writer changes them.
@@ -150,10 +139,9 @@ TEST_F(Preferences, LockExcludesOtherSessionsAndRefusesStaleOnes) {
   EXPECT_FALSE(exists(lockPath()));
 
   ASSERT_TRUE(SCPreferencesSetValue(reader.get(), CFSTR("Marker"), CFSTR("reader")));
-  EXPECT_FALSE(SCPreferencesLock(reader.get(), true));
-  EXPECT_EQ(SCError(), kSCStatusStale);
-  EXPECT_FALSE(SCPreferencesCommitChanges(reader.get())) << "commit locks too, and so sees the same";
-  EXPECT_EQ(SCError(), kSCStatusStale);
+  EXPECT_TRUE(failedWith(SCPreferencesLock(reader.get(), true), kSCStatusStale));
+  EXPECT_TRUE(failedWith(SCPreferencesCommitChanges(reader.get()), kSCStatusStale))
+      << "commit locks too, and so sees the same";
   EXPECT_EQ(utf8(valueAt(storedPreferences().get(), "Marker")), "writer");
 
   SCPreferencesSynchronize(reader.get());
@@ -176,15 +164,13 @@ TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
   }
   ASSERT_TRUE(locked.wait());
   auto prefs = openPreferences();
-  EXPECT_FALSE(SCPreferencesLock(prefs.get(), false));
-  EXPECT_EQ(SCError(), kSCStatusPrefsBusy);
+  EXPECT_TRUE(failedWith(SCPreferencesLock(prefs.get(), false), kSCStatusPrefsBusy));
   ASSERT_NE(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
 
   proceed.signal();
   // Waits until the first writer has committed and let go; what this session
   // read is then out of date.
-  EXPECT_FALSE(SCPreferencesLock(prefs.get(), true));
-  EXPECT_EQ(SCError(), kSCStatusStale);
+  EXPECT_TRUE(failedWith(SCPreferencesLock(prefs.get(), true), kSCStatusStale));
   EXPECT_EQ(waitForExit(pid), 0);
 
   SCPreferencesSynchronize(prefs.get());
@@ -265,12 +251,11 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
 
 TEST_F(Preferences, ACorruptOrMissingFileReadsAsNoPreferences) {
   for (const char* contents : {"this is not a property list", "<plist version=\"1.0\"><array/></plist>", ""}) {
-    std::ofstream(kPreferencesPath, std::ios::trunc) << contents;
+    writeFile(kPreferencesPath, contents);
     auto prefs = openPreferences();
     ASSERT_TRUE(prefs) << contents;
     EXPECT_EQ(SCError(), kSCStatusOK);
-    EXPECT_EQ(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
-    EXPECT_EQ(SCError(), kSCStatusNoKey);
+    EXPECT_TRUE(failedWith(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), kSCStatusNoKey));
     EXPECT_EQ(CFArrayGetCount(adopt(SCPreferencesCopyKeyList(prefs.get())).get()), 0);
     EXPECT_FALSE(adopt(SCNetworkSetCopyCurrent(prefs.get())));
     EXPECT_EQ(CFArrayGetCount(adopt(SCNetworkServiceCopyAll(prefs.get())).get()), 0);

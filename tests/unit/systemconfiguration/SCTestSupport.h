@@ -26,6 +26,15 @@ constexpr char kOfficeBridge[] = "00E24EC6-B3A4-4A44-BCC3-FC647953ED81";
 xpc::CFRef<CFDictionaryRef> dictionary(const std::vector<std::pair<std::string, CFTypeRef>>& entries);
 std::vector<std::string> texts(CFArrayRef strings);
 
+// That a call came back false or null, leaving `status` as the last error.
+template <typename Result>
+::testing::AssertionResult failedWith(const Result& result, int status) {
+  int error = SCError();
+  if (result) return ::testing::AssertionFailure() << "it succeeded";
+  if (error != status) return ::testing::AssertionFailure() << "it failed with " << error << ", not " << status;
+  return ::testing::AssertionSuccess();
+}
+
 xpc::CFRef<SCPreferencesRef> openPreferences();
 // The preferences file as stored, parsed; null if it does not parse.
 inline xpc::CFRef<CFPropertyListRef> storedPreferences() { return readPropertyList(kPreferencesPath); }
