@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -55,6 +54,13 @@ std::pair<char, pid_t> procStat(pid_t pid) {
   return {state, parent};
 }
 
+// A signal mask from /proc/PID/status ("SigBlk", "SigCgt", ...); 0 when the process is gone.
+uint64_t signalMask(const std::string& pid, const std::string& field) {
+  std::string status = fileBytes("/proc/" + pid + "/status");
+  size_t at = status.find("\n" + field + ":");
+  return at == std::string::npos ? 0 : std::stoull(status.substr(at + field.size() + 2), nullptr, 16);
+}
+
 // launchd logs an event just after it happened, so possibly after the
 // client has seen its effect.
 bool launchdLogs(const std::string& line) {
@@ -69,22 +75,11 @@ class OnDemandTest : public ::testing::Test {
   }
 };
 
-TEST(LaunchdTest, IsTheFakeMacsInit) {
-  std::ifstream comm("/proc/1/comm");
-  std::string name;
-  comm >> name;
-  EXPECT_EQ(name, "launchd");
-}
-
 // launchd blocks and ignores signals for itself; what it starts (this test
 // program is its session command) must not inherit that.
-TEST(LaunchdTest, StartsProgramsWithDefaultSignalHandling) {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.rfind("SigBlk:", 0) == 0 || line.rfind("SigIgn:", 0) == 0) {
-      EXPECT_EQ(std::stoull(line.substr(7), nullptr, 16), 0u) << line;
-    }
-  }
+TEST(LaunchdTest, IsTheFakeMacsInitAndStartsProgramsWithDefaultSignalHandling) {
+  EXPECT_EQ(fileBytes("/proc/1/comm"), "launchd\n");
+  for (const char* field : {"SigBlk", "SigIgn"}) EXPECT_EQ(signalMask("self", field), 0u) << field;
 }
 
 TEST_F(OnDemandTest, HoldsTheServiceWithoutStartingTheJob) {
@@ -186,29 +181,13 @@ TEST(CfprefsdTest, SurvivesHangupLikeTheRealOne) {
   pid_t pid = *running.begin();
   // As on a Mac, a cfprefsd still starting up would die of SIGHUP: wait
   // until it catches the signal.
-  auto catchesHangup = [pid] {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);) {
-      if (line.rfind("SigCgt:", 0) == 0) {
-        return ((std::stoull(line.substr(7), nullptr, 16) >> (SIGHUP - 1)) & 1) != 0;
-      }
-    }
-    return false;
-  };
-  ASSERT_TRUE(eventually(catchesHangup));
+  const std::string process = std::to_string(pid);
+  ASSERT_TRUE(eventually([&] { return (signalMask(process, "SigCgt") >> (SIGHUP - 1)) & 1; }));
 
   ProcessResult hup = ChildProcess::run({"/usr/bin/killall", "-HUP", "cfprefsd"});
   ASSERT_EQ(hup.status, 0) << hup.err;
   // Once no signal is pending it has been dealt with, one way or the other.
-  auto pending = [pid] {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string line, masks;
-    while (std::getline(status, line)) {
-      if (line.rfind("SigPnd:", 0) == 0 || line.rfind("ShdPnd:", 0) == 0) masks += line.substr(7);
-    }
-    return masks.find_first_not_of("\t 0") != std::string::npos;
-  };
-  ASSERT_TRUE(eventually([&] { return !pending(); }));
+  ASSERT_TRUE(eventually([&] { return (signalMask(process, "SigPnd") | signalMask(process, "ShdPnd")) == 0; }));
   char state = procStat(pid).first;
   EXPECT_TRUE(state != 0 && state != 'Z') << "cfprefsd died of SIGHUP";
 }

@@ -60,10 +60,6 @@ void handleMessage(xpc_connection_t peer, xpc_object_t message, EchoService::Sta
   } else if (std::strcmp(op, "burst") == 0) {
     burst(peer, xpc_dictionary_get_int64(message, "senders"), xpc_dictionary_get_int64(message, "count"));
     reply(message, [](xpc_object_t r) { xpc_dictionary_set_bool(r, "done", true); });
-  } else if (std::strcmp(op, "env") == 0) {
-    reply(message, [](xpc_object_t r) {
-      if (const char* env = std::getenv("XPC_EMU_LISTENER_FDS")) xpc_dictionary_set_string(r, "env", env);
-    });
   } else if (std::strcmp(op, "exit") == 0) {
     std::exit(0);
   }
