@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -15,6 +17,7 @@ XpcTestClient::XpcTestClient(const std::string& service)
       connection_(xpc_connection_create_mach_service(service.c_str(), queue_, 0)) {
   xpc_connection_set_event_handler(connection_, ^(xpc_object_t event) {
     std::lock_guard<std::mutex> lock(mutex_);
+    events_.emplace_back(event, xpc::RefPolicy::Retain);
     if (xpc_get_type(event) == XPC_TYPE_DICTIONARY) {
       const char* text = xpc_dictionary_get_string(event, "LogLine");
       lines_.push_back({xpc_dictionary_get_int64(event, "LogLevel"), text ? text : "<no LogLine>"});
@@ -29,8 +32,12 @@ XpcTestClient::XpcTestClient(const std::string& service)
 XpcTestClient::~XpcTestClient() {
   cancel();
   // After a cancel the invalid event is the last one the handler gets; the
-  // state the handler touches must outlive it.
-  waitFor([&] { return finished_; });
+  // state the handler touches must outlive it. A connection that never ends
+  // is a fault of the runtime under test.
+  if (!waitFor([&] { return finished_; })) {
+    std::fprintf(stderr, "XpcTestClient: no XPC_ERROR_CONNECTION_INVALID after cancel\n");
+    std::abort();
+  }
   xpc_release(connection_);
   dispatch_release(queue_);
 }
@@ -81,6 +88,20 @@ bool XpcTestClient::waitForLineAfterReply(const std::string& text) {
     return std::any_of(lines_.begin() + linesBeforeReply_, lines_.end(),
                        [&](const LogLine& line) { return line.text == text; });
   });
+}
+
+size_t XpcTestClient::eventCount() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return events_.size();
+}
+
+xpc_object_t XpcTestClient::event(size_t index) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return events_.at(index).get();
+}
+
+bool XpcTestClient::waitForEvents(size_t count) {
+  return waitFor([&] { return events_.size() >= count; });
 }
 
 void XpcTestClient::cancel() { xpc_connection_cancel(connection_); }

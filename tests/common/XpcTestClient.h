@@ -19,7 +19,7 @@ struct LogLine {
 void PrintTo(const LogLine& line, std::ostream* out);
 
 // A client of a Mach service for tests: sends requests, waits for replies and
-// collects the log lines the service streams in between. Log lines and replies
+// collects the log lines the service streams in between, and every event. Log lines and replies
 // are handled on one serial queue, so every line sent before a reply has been
 // collected when the reply is returned; lines sent after it may or may not
 // have arrived yet, so the client shows only the lines that came before the
@@ -46,6 +46,11 @@ class XpcTestClient {
   // e.g. the service's closing lines of a request.
   bool waitForLineAfterReply(const std::string& text);
 
+  // Every event so far (messages and errors) in order, and a wait for more.
+  size_t eventCount();
+  xpc_object_t event(size_t index);
+  bool waitForEvents(size_t count);
+
   void cancel();
   xpc_connection_t connection() const { return connection_; }
 
@@ -58,6 +63,7 @@ class XpcTestClient {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<LogLine> lines_;
+  std::vector<xpc::XpcRef> events_;
   size_t linesBeforeReply_ = 0;
   bool finished_ = false;  // the connection's last event has been delivered
 };

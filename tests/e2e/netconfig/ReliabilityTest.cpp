@@ -21,9 +21,9 @@ TEST(ReliabilityTest, AKilledCommitLeavesThePreferencesWhollyOldOrWhollyNew) {
   ASSERT_EQ(committed, -1);
   for (int round = 0; round < 32; ++round) {
     const int port = 2000 + round;
-    helper.client().sendWithoutReply(
-        makeRequest("proxysetmanualserver", {{"Uuid", kAutomaticEthernet}, {"NewValue", "kill.example"}, {"Port", port}})
-            .get());
+    xpc::XpcRef request =
+        makeRequest("proxysetmanualserver", {{"Uuid", kAutomaticEthernet}, {"NewValue", "kill.example"}, {"Port", port}});
+    helper.client().sendWithoutReply(request.get());
     // Spread the kills over the command's run (about a millisecond).
     usleep(static_cast<useconds_t>(round * 60));
     helper.process().signal(SIGKILL);

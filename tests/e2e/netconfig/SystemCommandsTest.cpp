@@ -68,7 +68,8 @@ TEST_F(SystemCommandsTest, UpdateChecksChangeTheFrequencyOnlyWhenAskedTo) {
   EXPECT_TRUE(contains(lines, {5, "Disabled the software update checks."}));
   EXPECT_FALSE(contains(lines, {5, "Updating the frequency that we check for updates!"}));
 
-  EXPECT_TRUE(helper.succeeds("ChangeUpdateCheckSettings", {{"Enable", true}, {"SetFrequency", true}, {"Frequency", 7}}));
+  EXPECT_TRUE(
+      helper.succeeds("ChangeUpdateCheckSettings", {{"Enable", true}, {"SetFrequency", true}, {"Frequency", 7}}));
   Plist second(kUpdatePlist);
   EXPECT_EQ(second.at({"AutomaticCheckEnabled"}), kCFBooleanTrue);
   EXPECT_EQ(second.intAt({"ScheduleFrequency"}), 7);

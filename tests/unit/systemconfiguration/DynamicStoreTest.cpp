@@ -69,7 +69,8 @@ TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
   EXPECT_EQ(runInChild([&] { return currentSet() == utf8(office.get()) ? 0 : 1; }), 0);
 
   // Only what is committed is applied.
-  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, cfstring(std::string("/Sets/") + kAutomatic).get()));
+  auto automatic = cfstring(std::string("/Sets/") + kAutomatic);
+  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, automatic.get()));
   ASSERT_TRUE(SCPreferencesApplyChanges(prefs.get()));
   EXPECT_EQ(currentSet(), std::string("/Sets/") + kOffice);
 }
@@ -91,10 +92,11 @@ TEST_F(DynamicStore, ReportsTheInterfacesOfTheRunningSystem) {
 TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
   auto store = openStore();
   CFStringRef state = kSCDynamicStoreDomainState;
-  auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, state, cfstring(kEthernet).get(), kSCEntNetIPv4));
+  auto ethernet = cfstring(kEthernet);
+  auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, state, ethernet.get(), kSCEntNetIPv4));
   EXPECT_EQ(utf8(key.get()), std::string("State:/Network/Service/") + kEthernet + "/IPv4");
-  EXPECT_EQ(utf8(adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, state, CFSTR("en0"), kSCEntNetLink)).get()),
-            "State:/Network/Interface/en0/Link");
+  auto link = adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, state, CFSTR("en0"), kSCEntNetLink));
+  EXPECT_EQ(utf8(link.get()), "State:/Network/Interface/en0/Link");
   EXPECT_EQ(
       utf8(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4)).get()),
       "Setup:/Network/Global/IPv4");

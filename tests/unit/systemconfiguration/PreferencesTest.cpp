@@ -79,7 +79,9 @@ TEST_F(Preferences, PathsFollowLinks) {
   auto prefs = openPreferences();
   auto get = [&](const std::string& path) { return SCPreferencesPathGetValue(prefs.get(), cfstring(path).get()); };
   auto link = [&](const std::string& path) { return SCPreferencesPathGetLink(prefs.get(), cfstring(path).get()); };
-  auto remove = [&](const std::string& path) { return SCPreferencesPathRemoveValue(prefs.get(), cfstring(path).get()); };
+  auto remove = [&](const std::string& path) {
+    return SCPreferencesPathRemoveValue(prefs.get(), cfstring(path).get());
+  };
   std::string viaSet = std::string("/Sets/") + kAutomatic + "/Network/Service/" + kEthernet;
   std::string service = std::string("/NetworkServices/") + kEthernet;
 
@@ -111,8 +113,8 @@ TEST_F(Preferences, PathsFollowLinks) {
   EXPECT_TRUE(failedWith(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()),
                          kSCStatusInvalidArgument))
       << "a path never replaces a value that is not a dictionary";
-  EXPECT_TRUE(failedWith(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/missing")),
-                         kSCStatusNoKey));
+  EXPECT_TRUE(failedWith(
+      SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/missing")), kSCStatusNoKey));
 
   // Links that lead in a circle end the lookup.
   ASSERT_TRUE(

@@ -6,10 +6,10 @@
 #include <unistd.h>
 #include <xpc/xpc.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <mutex>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,6 +17,7 @@
 #include "EchoService.h"
 #include "Eventually.h"
 #include "XpcRef.h"
+#include "XpcTestClient.h"
 
 namespace {
 
@@ -53,66 +54,14 @@ XpcRef op(const char* name, std::initializer_list<std::pair<const char*, int64_t
   return message;
 }
 
-// A client connection that keeps (retains) every event it receives.
-class Client {
- public:
-  explicit Client(const std::string& name) : connection_(xpc_connection_create_mach_service(name.c_str(), nullptr, 0)) {
-    xpc_connection_set_event_handler(connection_, ^(xpc_object_t event) {
-      std::lock_guard<std::mutex> lock(mu_);
-      events_.push_back(xpc_retain(event));
-    });
-    xpc_connection_resume(connection_);
-  }
-  // Cancels and waits for the final event, so nothing refers to this client afterwards.
-  ~Client() {
-    xpc_connection_cancel(connection_);
-    EXPECT_TRUE(eventually([&] { return count() > 0 && at(count() - 1) == XPC_ERROR_CONNECTION_INVALID; }));
-    xpc_release(connection_);
-    for (xpc_object_t event : events_) xpc_release(event);
-  }
-
-  xpc_connection_t get() const { return connection_; }
-  size_t count() {
-    std::lock_guard<std::mutex> lock(mu_);
-    return events_.size();
-  }
-  xpc_object_t at(size_t i) {
-    std::lock_guard<std::mutex> lock(mu_);
-    return events_.at(i);
-  }
-  bool waitForCount(size_t n) {
-    return eventually([&] { return count() >= n; });
-  }
-
-  // Sends `message` and answers the reply (or error) its reply handler got,
-  // running `onReply` in that handler.
-  XpcRef request(const XpcRef& message, std::function<void()> onReply = nullptr) {
-    dispatch_semaphore_t answered = dispatch_semaphore_create(0);
-    __block xpc_object_t reply = nullptr;
-    xpc_connection_send_message_with_reply(connection_, message.get(), nullptr, ^(xpc_object_t r) {
-      if (onReply) onReply();
-      reply = xpc_retain(r);
-      dispatch_semaphore_signal(answered);
-    });
-    EXPECT_TRUE(waitFor(answered));
-    dispatch_release(answered);
-    return adopt(reply);
-  }
-
-  // An echo round trip; true if `value` came back.
-  bool echo(const char* value) {
-    XpcRef message = op("echo");
-    xpc_dictionary_set_string(message.get(), "value", value);
-    XpcRef reply = request(message);
-    return reply && xpc_get_type(reply.get()) == XPC_TYPE_DICTIONARY &&
-           std::strcmp(xpc_dictionary_get_string(reply.get(), "value") ?: "", value) == 0;
-  }
-
- private:
-  std::mutex mu_;
-  std::vector<xpc_object_t> events_;
-  xpc_connection_t connection_;
-};
+// An echo round trip; true if `value` came back.
+bool echo(XpcTestClient& client, const char* value) {
+  XpcRef message = op("echo");
+  xpc_dictionary_set_string(message.get(), "value", value);
+  XpcRef reply = client.send(message.get());
+  return reply && xpc_get_type(reply.get()) == XPC_TYPE_DICTIONARY &&
+         std::strcmp(xpc_dictionary_get_string(reply.get(), "value") ?: "", value) == 0;
+}
 
 class XpcConnection : public ::testing::Test {
  protected:
@@ -122,20 +71,19 @@ class XpcConnection : public ::testing::Test {
 TEST_F(XpcConnection, RepliesGoToTheReplyHandlerAfterEverythingStreamedBeforeThem) {
   EchoService service(name_);
   ASSERT_TRUE(service.listening());
-  Client client(name_);
+  XpcTestClient client(name_);
   constexpr int kLines = 300;
-  size_t linesAtReply = 0;
-  XpcRef reply = client.request(op("stream", {{"count", kLines}}), [&] { linesAtReply = client.count(); });
+  XpcRef reply = client.send(op("stream", {{"count", kLines}}).get());
 
-  EXPECT_EQ(linesAtReply, static_cast<size_t>(kLines));
+  EXPECT_EQ(client.logLines().size(), static_cast<size_t>(kLines)) << "events before the reply";
   ASSERT_EQ(xpc_get_type(reply.get()), XPC_TYPE_DICTIONARY);
   EXPECT_TRUE(xpc_dictionary_get_bool(reply.get(), "done"));
-  EXPECT_EQ(xpc_dictionary_get_remote_connection(reply.get()), client.get());
+  EXPECT_EQ(xpc_dictionary_get_remote_connection(reply.get()), client.connection());
   EXPECT_EQ(xpc_dictionary_create_reply(reply.get()), nullptr) << "nobody waits for a reply to a reply";
 
-  ASSERT_EQ(client.count(), static_cast<size_t>(kLines));
+  ASSERT_EQ(client.eventCount(), static_cast<size_t>(kLines));
   for (int i = 0; i < kLines; ++i) {
-    xpc_object_t line = client.at(i);
+    xpc_object_t line = client.event(i);
     ASSERT_EQ(xpc_get_type(line), XPC_TYPE_DICTIONARY);
     ASSERT_EQ(xpc_dictionary_get_int64(line, "line"), i);
     EXPECT_FALSE(xpc_dictionary_get_bool(line, "done")) << "the reply reached the event handler";
@@ -144,105 +92,97 @@ TEST_F(XpcConnection, RepliesGoToTheReplyHandlerAfterEverythingStreamedBeforeThe
 
 TEST_F(XpcConnection, MessagesSentFromManyQueuesAtOnceArriveWholeAndInPerSenderOrder) {
   EchoService service(name_);
-  Client client(name_);
+  XpcTestClient client(name_);
   constexpr int kSenders = 4, kEach = 250;
-  XpcRef reply = client.request(op("burst", {{"senders", kSenders}, {"count", kEach}}));
+  XpcRef reply = client.send(op("burst", {{"senders", kSenders}, {"count", kEach}}).get());
   ASSERT_TRUE(reply && xpc_dictionary_get_bool(reply.get(), "done"));
 
-  ASSERT_EQ(client.count(), static_cast<size_t>(kSenders * kEach));
+  ASSERT_EQ(client.eventCount(), static_cast<size_t>(kSenders * kEach));
   std::vector<int64_t> next(kSenders, 0);
-  for (size_t i = 0; i < client.count(); ++i) {
-    int64_t sender = xpc_dictionary_get_int64(client.at(i), "sender");
+  for (size_t i = 0; i < client.eventCount(); ++i) {
+    int64_t sender = xpc_dictionary_get_int64(client.event(i), "sender");
     ASSERT_TRUE(sender >= 0 && sender < kSenders);
-    ASSERT_EQ(xpc_dictionary_get_int64(client.at(i), "seq"), next[sender]++);
+    ASSERT_EQ(xpc_dictionary_get_int64(client.event(i), "seq"), next[sender]++);
   }
-}
-
-TEST_F(XpcConnection, SyncSendReturnsAnOwnedReply) {
-  EchoService service(name_);
-  Client client(name_);
-  XpcRef reply = adopt(xpc_connection_send_message_with_reply_sync(client.get(), op("echo", {{"value", 42}}).get()));
-  ASSERT_EQ(xpc_get_type(reply.get()), XPC_TYPE_DICTIONARY);
-  EXPECT_EQ(xpc_dictionary_get_int64(reply.get(), "value"), 42);
-  EXPECT_EQ(xpc_connection_get_pid(client.get()), getpid());
-  EXPECT_STREQ(xpc_connection_get_name(client.get()), name_.c_str());
 }
 
 TEST_F(XpcConnection, AServiceReceivesNonDictionaryMessagesAsTheirType) {
   EchoService service(name_);
-  Client client(name_);
+  XpcTestClient client(name_);
   XpcRef array = adopt(xpc_array_create_empty());
   xpc_array_set_string(array.get(), XPC_ARRAY_APPEND, "not a request");
   XpcRef noOp = adopt(xpc_dictionary_create_empty());
-  xpc_connection_send_message(client.get(), array.get());
-  xpc_connection_send_message(client.get(), adopt(xpc_string_create("neither")).get());
-  xpc_connection_send_message(client.get(), noOp.get());
-  xpc_connection_send_message_with_reply(client.get(), noOp.get(), nullptr, ^(xpc_object_t) {});
+  xpc_connection_send_message(client.connection(), array.get());
+  xpc_connection_send_message(client.connection(), adopt(xpc_string_create("neither")).get());
+  xpc_connection_send_message(client.connection(), noOp.get());
+  xpc_connection_send_message_with_reply(client.connection(), noOp.get(), nullptr, ^(xpc_object_t) {});
 
   ASSERT_TRUE(service.waitForStrays(4));
   EXPECT_EQ(service.strays(),
             (std::vector<std::string>{"array", "string", "dictionary", "dictionary awaiting reply"}));
-  EXPECT_TRUE(client.echo("still served"));
+  EXPECT_TRUE(echo(client, "still served"));
 }
 
 TEST_F(XpcConnection, AClientThatGoesAwayIsInvalidOnceAndLastOnTheServiceSide) {
   EchoService service(name_);
   {
-    Client first(name_);
-    ASSERT_TRUE(first.echo("one"));
+    XpcTestClient first(name_);
+    ASSERT_TRUE(echo(first, "one"));
   }
   ASSERT_TRUE(service.waitForPeersEnded(1));
-  Client second(name_);
-  EXPECT_TRUE(second.echo("two"));
+  XpcTestClient second(name_);
+  EXPECT_TRUE(echo(second, "two"));
   EXPECT_EQ(service.eventsAfterEnd(), 0);
 }
 
 TEST_F(XpcConnection, CancelFailsPendingRepliesAndEndsWithInvalid) {
   EchoService service(name_);
-  auto* client = new Client(name_);
+  XpcTestClient client(name_);
   dispatch_semaphore_t answered = dispatch_semaphore_create(0);
   __block const void* answer = nullptr;
-  xpc_connection_send_message_with_reply(client->get(), op("hold").get(), nullptr, ^(xpc_object_t r) {
+  xpc_connection_send_message_with_reply(client.connection(), op("hold").get(), nullptr, ^(xpc_object_t r) {
     answer = r;
     dispatch_semaphore_signal(answered);
   });
-  ASSERT_TRUE(client->echo("the hold request has been handled"));
+  ASSERT_TRUE(echo(client, "the hold request has been handled"));
 
-  delete client;  // cancels, and checks that the last event is XPC_ERROR_CONNECTION_INVALID
+  client.cancel();
   ASSERT_TRUE(waitFor(answered));
   EXPECT_EQ(answer, XPC_ERROR_CONNECTION_INVALID);
+  ASSERT_TRUE(client.waitForEvents(1));
+  EXPECT_EQ(client.event(client.eventCount() - 1), XPC_ERROR_CONNECTION_INVALID);
   EXPECT_TRUE(service.waitForPeersEnded(1));
   dispatch_release(answered);
 }
 
 TEST_F(XpcConnection, AServiceThatDoesNotExistIsInvalid) {
-  Client client("com.example.test.nobody");
-  ASSERT_TRUE(client.waitForCount(1));
-  EXPECT_EQ(client.at(0), XPC_ERROR_CONNECTION_INVALID);
-  EXPECT_EQ(client.request(op("echo")).get(), XPC_ERROR_CONNECTION_INVALID);
-  EXPECT_EQ(adopt(xpc_connection_send_message_with_reply_sync(client.get(), op("echo").get())).get(),
+  XpcTestClient client("com.example.test.nobody");
+  ASSERT_TRUE(client.waitForEvents(1));
+  EXPECT_EQ(client.event(0), XPC_ERROR_CONNECTION_INVALID);
+  EXPECT_EQ(client.send(op("echo").get()).get(), XPC_ERROR_CONNECTION_INVALID);
+  EXPECT_EQ(adopt(xpc_connection_send_message_with_reply_sync(client.connection(), op("echo").get())).get(),
             XPC_ERROR_CONNECTION_INVALID);
-  EXPECT_EQ(client.count(), 1u);
+  EXPECT_EQ(client.eventCount(), 1u);
 }
 
 TEST_F(XpcConnection, ServiceDeathInterruptsTheClientAndTheNextSendReconnects) {
   ChildProcess server({XPC_TEST_PEER, "serve", name_});
   ASSERT_TRUE(waitForService(name_));
-  Client client(name_);
-  ASSERT_TRUE(client.echo("before"));
-  EXPECT_EQ(xpc_connection_get_pid(client.get()), server.pid());
+  XpcTestClient client(name_);
+  ASSERT_TRUE(echo(client, "before"));
+  EXPECT_EQ(xpc_connection_get_pid(client.connection()), server.pid());
 
-  EXPECT_EQ(client.request(op("exit")).get(), XPC_ERROR_CONNECTION_INTERRUPTED);
-  ASSERT_TRUE(client.waitForCount(1));
-  EXPECT_EQ(client.at(0), XPC_ERROR_CONNECTION_INTERRUPTED);
+  EXPECT_EQ(client.send(op("exit").get()).get(), XPC_ERROR_CONNECTION_INTERRUPTED);
+  ASSERT_TRUE(client.waitForEvents(1));
+  EXPECT_EQ(client.event(0), XPC_ERROR_CONNECTION_INTERRUPTED);
   EXPECT_EQ(server.wait(), 0);
 
   // A new instance takes over the service (and its stale socket file).
   EchoService restarted(name_);
   ASSERT_TRUE(restarted.listening());
-  EXPECT_TRUE(client.echo("after"));
-  EXPECT_EQ(xpc_connection_get_pid(client.get()), getpid());
-  EXPECT_EQ(client.count(), 1u);
+  EXPECT_TRUE(echo(client, "after"));
+  EXPECT_EQ(xpc_connection_get_pid(client.connection()), getpid());
+  EXPECT_EQ(client.eventCount(), 1u);
 }
 
 TEST_F(XpcConnection, OnlyOneLiveProcessListensForAService) {
@@ -263,8 +203,8 @@ TEST_F(XpcConnection, ListenerUsesTheSocketLaunchdHandedOver) {
   EXPECT_STREQ(std::getenv("XPC_EMU_LISTENER_FDS"), "com.example.other=99,com.example.third=98");
   EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
   EXPECT_NE(access((socketPath(name_) + ".lock").c_str(), F_OK), 0) << "took the lock instead";
-  Client client(name_);
-  EXPECT_TRUE(client.echo("through launchd's socket"));
+  XpcTestClient client(name_);
+  EXPECT_TRUE(echo(client, "through launchd's socket"));
   unsetenv("XPC_EMU_LISTENER_FDS");
 }
 
@@ -274,7 +214,7 @@ std::string captureFrame(const std::string& name) {
   int listener = rawSocket(name, true);
   std::string bytes;
   {
-    Client client(name);
+    XpcTestClient client(name);
     XpcRef request = op("echo");
     xpc_dictionary_set_string(request.get(), "value", "captured");
     XpcRef nested = adopt(xpc_array_create_empty());
@@ -282,10 +222,10 @@ std::string captureFrame(const std::string& name) {
     xpc_dictionary_set_value(request.get(), "list", nested.get());
     xpc_dictionary_set_data(request.get(), "blob", "\x01\x02", 2);
     xpc_dictionary_set_double(request.get(), "ratio", 0.5);
-    xpc_connection_send_message(client.get(), request.get());
+    xpc_connection_send_message(client.connection(), request.get());
     int peer = accept(listener, nullptr, nullptr);
     // The client closes its end on cancel, so the capture ends with the frame.
-    xpc_connection_cancel(client.get());
+    xpc_connection_cancel(client.connection());
     char buffer[4096];
     for (ssize_t n; (n = read(peer, buffer, sizeof buffer)) > 0;) bytes.append(buffer, n);
     close(peer);
@@ -319,8 +259,8 @@ TEST_F(XpcConnection, GarbageOnTheWireDropsOnlyThatPeer) {
   EXPECT_EQ(service.eventsAfterEnd(), 0);
   EXPECT_TRUE(eventually([&] { return emu_xpc_live_objects() == baseline; }))
       << emu_xpc_live_objects() - baseline << " objects left behind";
-  Client client(name_);
-  EXPECT_TRUE(client.echo("still serving"));
+  XpcTestClient client(name_);
+  EXPECT_TRUE(echo(client, "still serving"));
 }
 
 TEST_F(XpcConnection, LiveObjectsReturnToTheirCountAfterRequestsAndTeardown) {
@@ -329,10 +269,10 @@ TEST_F(XpcConnection, LiveObjectsReturnToTheirCountAfterRequestsAndTeardown) {
     EchoService service(name_);
     long serving = emu_xpc_live_objects();
     {
-      Client client(name_);
-      ASSERT_TRUE(client.echo("one"));
-      adopt(xpc_connection_send_message_with_reply_sync(client.get(), op("stream", {{"count", 5}}).get()));
-      ASSERT_TRUE(client.waitForCount(5));
+      XpcTestClient client(name_);
+      ASSERT_TRUE(echo(client, "one"));
+      adopt(xpc_connection_send_message_with_reply_sync(client.connection(), op("stream", {{"count", 5}}).get()));
+      ASSERT_TRUE(client.waitForEvents(5));
     }
     ASSERT_TRUE(service.waitForPeersEnded(1));
     EXPECT_TRUE(eventually([&] { return emu_xpc_live_objects() == serving; }))
@@ -341,21 +281,33 @@ TEST_F(XpcConnection, LiveObjectsReturnToTheirCountAfterRequestsAndTeardown) {
   // A canceled listener lets go of its socket, and the runtime of the listener.
   EXPECT_TRUE(eventually([&] { return emu_xpc_live_objects() == baseline; }))
       << emu_xpc_live_objects() - baseline << " objects left behind by the listener";
-  Client late(name_);
-  EXPECT_FALSE(late.echo("nobody listens"));
+  XpcTestClient late(name_);
+  EXPECT_FALSE(echo(late, "nobody listens"));
 }
 
-TEST_F(XpcConnection, ASuspendedConnectionHoldsItsEventsUntilResumed) {
+// On a connection without a target queue (XpcTestClient has a queue of its own).
+TEST_F(XpcConnection, SyncRepliesAreOwnedAndPassASuspendedConnectionsHeldEvents) {
   EchoService service(name_);
-  Client client(name_);
-  ASSERT_TRUE(client.echo("connected"));
-  xpc_connection_suspend(client.get());
-  // A synchronous reply bypasses the event queue; the lines before it are held.
-  XpcRef reply = adopt(xpc_connection_send_message_with_reply_sync(client.get(), op("stream", {{"count", 3}}).get()));
+  xpc_connection_t connection = xpc_connection_create_mach_service(name_.c_str(), nullptr, 0);
+  auto lines = std::make_shared<std::atomic<int>>(0);
+  xpc_connection_set_event_handler(connection, ^(xpc_object_t event) {
+    if (xpc_get_type(event) == XPC_TYPE_DICTIONARY) ++*lines;
+  });
+  xpc_connection_resume(connection);
+  XpcRef reply = adopt(xpc_connection_send_message_with_reply_sync(connection, op("echo", {{"value", 42}}).get()));
+  ASSERT_EQ(xpc_get_type(reply.get()), XPC_TYPE_DICTIONARY);
+  EXPECT_EQ(xpc_dictionary_get_int64(reply.get(), "value"), 42);
+  EXPECT_EQ(xpc_connection_get_pid(connection), getpid());
+  EXPECT_STREQ(xpc_connection_get_name(connection), name_.c_str());
+
+  xpc_connection_suspend(connection);
+  reply = adopt(xpc_connection_send_message_with_reply_sync(connection, op("stream", {{"count", 3}}).get()));
   EXPECT_TRUE(xpc_dictionary_get_bool(reply.get(), "done"));
-  EXPECT_EQ(client.count(), 0u);
-  xpc_connection_resume(client.get());
-  EXPECT_TRUE(client.waitForCount(3));
+  EXPECT_EQ(*lines, 0) << "delivered while suspended";
+  xpc_connection_resume(connection);
+  EXPECT_TRUE(eventually([&] { return *lines == 3; }));
+  xpc_connection_cancel(connection);
+  xpc_release(connection);
 }
 
 }  // namespace
