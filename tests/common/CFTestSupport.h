@@ -8,6 +8,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "CFRef.h"
 #include "Files.h"
@@ -67,6 +68,16 @@ inline CFTypeRef valueAt(CFTypeRef root, std::initializer_list<std::string> keys
 }
 
 inline CFTypeRef valueAt(CFTypeRef dictionary, const std::string& key) { return valueAt(dictionary, {key}); }
+
+// The keys of a dictionary as strings, in the dictionary's own order.
+inline std::vector<std::string> keysOf(CFTypeRef dictionary) {
+  if (dictionary == nullptr || CFGetTypeID(dictionary) != CFDictionaryGetTypeID()) return {};
+  std::vector<const void*> keys(static_cast<size_t>(CFDictionaryGetCount(static_cast<CFDictionaryRef>(dictionary))));
+  CFDictionaryGetKeysAndValues(static_cast<CFDictionaryRef>(dictionary), keys.data(), nullptr);
+  std::vector<std::string> names;
+  for (const void* key : keys) names.push_back(utf8(key));
+  return names;
+}
 
 // A property-list file as it is on disk now; null when it does not parse.
 inline xpc::CFRef<CFPropertyListRef> readPropertyList(const std::string& path) {

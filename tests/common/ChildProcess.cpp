@@ -42,6 +42,10 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv) {
   if (pid_ == 0) execute(args);
 }
 
+ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(fork()) {
+  if (pid_ == 0) _exit(body());
+}
+
 ChildProcess::~ChildProcess() {
   if (pid_ > 0 && running()) {
     ::kill(pid_, SIGKILL);

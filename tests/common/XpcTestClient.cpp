@@ -110,9 +110,18 @@ void PrintTo(const LogLine& line, std::ostream* out) {
   *out << "[" << line.level << "] \"" << line.text << "\"";
 }
 
-xpc::XpcRef makeRequest(const std::string& command) {
+xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args) {
   xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
   xpc_dictionary_set_string(request.get(), "Command", command.c_str());
+  for (const Arg& arg : args) {
+    if (arg.type == XPC_TYPE_STRING) {
+      xpc_dictionary_set_string(request.get(), arg.key.c_str(), arg.text.c_str());
+    } else if (arg.type == XPC_TYPE_INT64) {
+      xpc_dictionary_set_int64(request.get(), arg.key.c_str(), arg.number);
+    } else {
+      xpc_dictionary_set_bool(request.get(), arg.key.c_str(), arg.flag);
+    }
+  }
   return request;
 }
 

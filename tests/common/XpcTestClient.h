@@ -68,8 +68,22 @@ class XpcTestClient {
   bool finished_ = false;  // the connection's last event has been delivered
 };
 
-// {"Command": command} as a new request (owned by the caller).
-xpc::XpcRef makeRequest(const std::string& command);
+// One request argument, typed as the helper reads it.
+struct Arg {
+  Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
+  Arg(const char* key, std::string value) : key(key), type(XPC_TYPE_STRING), text(std::move(value)) {}
+  Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
+  Arg(const char* key, long long value) : key(key), type(XPC_TYPE_INT64), number(value) {}
+  Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
+  std::string key;
+  xpc_type_t type;
+  std::string text;
+  int64_t number = 0;
+  bool flag = false;
+};
+
+// {"Command": command, args...} as a new request.
+xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args = {});
 // The keys of a reply dictionary, sorted.
 std::vector<std::string> replyKeys(xpc_object_t reply);
 std::string replyString(xpc_object_t reply, const char* key);

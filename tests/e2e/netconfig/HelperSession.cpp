@@ -10,20 +10,6 @@ const char kAutomaticWiFi[] = "AB93766D-7442-4933-9E58-5494AA69EC06";
 const char kOfficeEthernet[] = "9C312E92-4BFB-4FC0-9811-0CA93BA51278";
 const char kOfficeSetPath[] = "/Sets/891D29FB-ACB2-4EDE-8520-0A8B171D263A";
 
-xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args) {
-  xpc::XpcRef request = makeRequest(command);
-  for (const Arg& arg : args) {
-    if (arg.type == XPC_TYPE_STRING) {
-      xpc_dictionary_set_string(request.get(), arg.key.c_str(), arg.text.c_str());
-    } else if (arg.type == XPC_TYPE_INT64) {
-      xpc_dictionary_set_int64(request.get(), arg.key.c_str(), arg.number);
-    } else {
-      xpc_dictionary_set_bool(request.get(), arg.key.c_str(), arg.flag);
-    }
-  }
-  return request;
-}
-
 HelperSession::HelperSession() { start(); }
 
 void HelperSession::start() {
@@ -60,17 +46,6 @@ std::string HelperSession::error(const std::string& command, const std::vector<A
 
 bool contains(const std::vector<LogLine>& lines, const LogLine& line) {
   return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
-std::set<std::string> Plist::keysAt(std::initializer_list<std::string> keys) const {
-  std::set<std::string> names;
-  CFTypeRef value = at(keys);
-  if (value == nullptr || CFGetTypeID(value) != CFDictionaryGetTypeID()) return names;
-  auto dictionary = static_cast<CFDictionaryRef>(value);
-  std::vector<const void*> list(static_cast<size_t>(CFDictionaryGetCount(dictionary)));
-  CFDictionaryGetKeysAndValues(dictionary, list.data(), nullptr);
-  for (const void* key : list) names.insert(utf8(key));
-  return names;
 }
 
 long long Plist::intAt(std::initializer_list<std::string> keys) const {

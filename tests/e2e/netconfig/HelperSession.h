@@ -23,21 +23,6 @@ extern const char kAutomaticWiFi[];      // en1
 extern const char kOfficeEthernet[];     // manual HTTP and HTTPS proxies
 extern const char kOfficeSetPath[];
 
-// One request argument, typed as the helper reads it.
-struct Arg {
-  Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
-  Arg(const char* key, std::string value) : key(key), type(XPC_TYPE_STRING), text(std::move(value)) {}
-  Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
-  Arg(const char* key, long long value) : key(key), type(XPC_TYPE_INT64), number(value) {}
-  Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
-  std::string key;
-  xpc_type_t type;
-  std::string text;
-  int64_t number = 0;
-  bool flag = false;
-};
-
-xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args);
 bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 
 class HelperSession {
@@ -76,7 +61,10 @@ class Plist {
   bool loaded() const { return static_cast<bool>(root_); }
   // The value at a path of dictionary keys, or null.
   CFTypeRef at(std::initializer_list<std::string> keys) const { return valueAt(root_.get(), keys); }
-  std::set<std::string> keysAt(std::initializer_list<std::string> keys) const;
+  std::set<std::string> keysAt(std::initializer_list<std::string> keys) const {
+    std::vector<std::string> names = keysOf(at(keys));
+    return std::set<std::string>(names.begin(), names.end());
+  }
   // -1 when absent or not a number.
   long long intAt(std::initializer_list<std::string> keys) const;
   std::string stringAt(std::initializer_list<std::string> keys) const { return utf8(at(keys)); }

@@ -11,14 +11,6 @@ xpc::CFRef<CFMutableDictionaryRef> mutableDictionary() {
   return adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
 }
 
-std::vector<std::string> keysInOrder(CFDictionaryRef dictionary) {
-  std::vector<const void *> keys(static_cast<size_t>(CFDictionaryGetCount(dictionary)));
-  CFDictionaryGetKeysAndValues(dictionary, keys.data(), nullptr);
-  std::vector<std::string> names;
-  for (const void *key : keys) names.push_back(utf8(static_cast<CFStringRef>(key)));
-  return names;
-}
-
 TEST_F(CFCollections, AddSetAndReplaceDifferOnExistingKeys) {
   auto dictionary = mutableDictionary();
   auto first = cfstring("first"), second = cfstring("second");
@@ -53,7 +45,7 @@ TEST_F(CFCollections, DictionariesEnumerateInInsertionOrder) {
   CFDictionaryRemoveValue(dictionary.get(), CFSTR("alpha"));
   CFDictionarySetValue(dictionary.get(), CFSTR("alpha"), kCFBooleanTrue);
   CFDictionarySetValue(dictionary.get(), CFSTR("zulu"), kCFBooleanFalse);
-  EXPECT_EQ(keysInOrder(dictionary.get()), (std::vector<std::string>{"zulu", "mike", "echo", "alpha"}));
+  EXPECT_EQ(keysOf(dictionary.get()), (std::vector<std::string>{"zulu", "mike", "echo", "alpha"}));
 
   std::vector<std::string> applied;
   CFDictionaryApplyFunction(
@@ -62,9 +54,9 @@ TEST_F(CFCollections, DictionariesEnumerateInInsertionOrder) {
         static_cast<std::vector<std::string> *>(context)->push_back(utf8(static_cast<CFStringRef>(key)));
       },
       &applied);
-  EXPECT_EQ(applied, keysInOrder(dictionary.get()));
+  EXPECT_EQ(applied, keysOf(dictionary.get()));
   auto copy = adopt(CFDictionaryCreateCopy(nullptr, dictionary.get()));
-  EXPECT_EQ(keysInOrder(copy.get()), applied);
+  EXPECT_EQ(keysOf(copy.get()), applied);
 }
 
 TEST_F(CFCollections, MutableCopiesAreIndependentShallowCopies) {

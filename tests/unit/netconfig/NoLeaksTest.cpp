@@ -19,43 +19,37 @@ const char kService[] = "test.netconfig.leaks";
 const char kEthernet[] = "38C9FE51-C1A3-4CC9-AD73-425D4F3C28A9";
 const char kUnknown[] = "11111111-2222-3333-4444-555555555555";
 
-struct Request {
-  const char* command;
-  std::vector<std::pair<const char*, const char*>> strings;
-  std::vector<std::pair<const char*, int64_t>> numbers;
-};
-
 TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
-  const std::vector<Request> requests = {
-      {"ping", {}, {}},
-      {"getversion", {}, {}},
-      {"nosuchcommand", {}, {}},
-      {"", {}, {}},
-      {"proxysetmanualserver", {{"Uuid", kEthernet}, {"NewValue", "p.example"}}, {{"Port", 3128}}},
-      {"proxysetautodetected", {{"Uuid", kEthernet}}, {{"ResetOthers", 1}}},
-      {"proxyautobyurl", {{"Uuid", kEthernet}, {"Url", "http://w/p.pac"}}, {}},
-      {"proxydisable", {{"Uuid", kEthernet}}, {}},
-      {"proxydisable", {{"Uuid", kUnknown}}, {}},
-      {"proxysetmanualserver", {{"Uuid", kEthernet}}, {}},
-      {"setipv6toautomatic", {{"Uuid", kEthernet}}, {}},
-      {"setipv6toautomatic", {{"Uuid", kUnknown}}, {}},
-      {"setnetworkprotocolenabled", {{"Uuid", kEthernet}, {"ProtocolConstant", "IPv6"}}, {}},
-      {"setnetworkprotocolenabled", {{"Uuid", kUnknown}, {"ProtocolConstant", "IPv6"}}, {}},
-      {"setinttoconfigpath", {{"Path", "/Custom"}, {"Key", "A"}}, {{"NewValue", 1}}},
-      {"setinttoconfigpath", {{"Path", "/Custom"}, {"Key", "B"}}, {{"NewValue", 2}}},
-      {"setinterfaceadminstate", {{"InterfaceName", "en3"}}, {}},
-      {"dhcprenew", {{"InterfaceName", "en0"}}, {}},
-      {"dhcprenew", {{"InterfaceName", "en9"}}, {}},
-      {"changefirewallstate", {}, {{"Enabled", 1}}},
-      {"changefirewallstate", {}, {{"Enabled", 2}}},
-      {"changeupdatechecksettings", {}, {{"Frequency", 3}}},
-      {"addnetworklocation", {{"Location", "Travel"}}, {}},
-      {"addnetworklocation", {{"Location", "Travel"}}, {}},
-      {"changenetworklocation", {{"Location", "Travel"}}, {}},
-      {"deletenetworklocation", {{"Location", "Travel"}}, {}},
-      {"deletenetworklocation", {{"Location", "Office"}}, {}},
-      {"changenetworklocation", {{"Location", "Nowhere"}}, {}},
-      {"addnetworklocation", {}, {}},
+  const std::pair<const char*, std::vector<Arg>> requests[] = {
+      {"ping", {}},
+      {"getversion", {}},
+      {"nosuchcommand", {}},
+      {"", {}},
+      {"proxysetmanualserver", {{"Uuid", kEthernet}, {"NewValue", "p.example"}, {"Port", 3128}}},
+      {"proxysetautodetected", {{"Uuid", kEthernet}, {"ResetOthers", 1}}},
+      {"proxyautobyurl", {{"Uuid", kEthernet}, {"Url", "http://w/p.pac"}}},
+      {"proxydisable", {{"Uuid", kEthernet}}},
+      {"proxydisable", {{"Uuid", kUnknown}}},
+      {"proxysetmanualserver", {{"Uuid", kEthernet}}},
+      {"setipv6toautomatic", {{"Uuid", kEthernet}}},
+      {"setipv6toautomatic", {{"Uuid", kUnknown}}},
+      {"setnetworkprotocolenabled", {{"Uuid", kEthernet}, {"ProtocolConstant", "IPv6"}}},
+      {"setnetworkprotocolenabled", {{"Uuid", kUnknown}, {"ProtocolConstant", "IPv6"}}},
+      {"setinttoconfigpath", {{"Path", "/Custom"}, {"Key", "A"}, {"NewValue", 1}}},
+      {"setinttoconfigpath", {{"Path", "/Custom"}, {"Key", "B"}, {"NewValue", 2}}},
+      {"setinterfaceadminstate", {{"InterfaceName", "en3"}}},
+      {"dhcprenew", {{"InterfaceName", "en0"}}},
+      {"dhcprenew", {{"InterfaceName", "en9"}}},
+      {"changefirewallstate", {{"Enabled", 1}}},
+      {"changefirewallstate", {{"Enabled", 2}}},
+      {"changeupdatechecksettings", {{"Frequency", 3}}},
+      {"addnetworklocation", {{"Location", "Travel"}}},
+      {"addnetworklocation", {{"Location", "Travel"}}},
+      {"changenetworklocation", {{"Location", "Travel"}}},
+      {"deletenetworklocation", {{"Location", "Travel"}}},
+      {"deletenetworklocation", {{"Location", "Office"}}},
+      {"changenetworklocation", {{"Location", "Nowhere"}}},
+      {"addnetworklocation", {}},
   };
   Logger logger;
   Logger* log = &logger;
@@ -72,11 +66,8 @@ TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
       if (emu_cf_live_objects() != cfBefore) leaked.push_back(command);
     });
     XpcTestClient client(kService);
-    for (const Request& r : requests) {
-      xpc::XpcRef message = makeRequest(r.command);
-      for (const auto& [key, value] : r.strings) xpc_dictionary_set_string(message.get(), key, value);
-      for (const auto& [key, value] : r.numbers) xpc_dictionary_set_int64(message.get(), key, value);
-      EXPECT_EQ(xpc_get_type(client.send(message.get()).get()), XPC_TYPE_DICTIONARY) << r.command;
+    for (const auto& [command, args] : requests) {
+      EXPECT_EQ(xpc_get_type(client.send(makeRequest(command, args).get()).get()), XPC_TYPE_DICTIONARY) << command;
     }
     // As the helper does on a peer's last event: the runtime frees the peer after it.
     logger.setXpcConnection(nullptr);

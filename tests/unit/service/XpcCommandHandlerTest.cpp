@@ -34,35 +34,30 @@ class RecordingFamily : public CommandHandlerBase {
   std::vector<std::string>* offered_;
 };
 
+// The router behind a loopback service, with the families "first" and
+// "second"; ping's reply and lines are checked end to end on the helper.
 class XpcCommandHandlerTest : public ::testing::Test {
  protected:
-  XpcCommandHandler::Families families() {
+  static XpcCommandHandler::Families families(Logger* logger, std::vector<std::string>* offered) {
     XpcCommandHandler::Families list;
-    list.push_back(std::make_unique<RecordingFamily>(&logger, "first", &offered));
-    list.push_back(std::make_unique<RecordingFamily>(&logger, "second", &offered));
+    for (const char* word : {"first", "second"}) list.push_back(std::make_unique<RecordingFamily>(logger, word, offered));
     return list;
   }
 
   Logger logger;
   std::vector<std::string> offered;
-  XpcCommandHandler router{&logger, families()};
+  XpcCommandHandler router{&logger, families(&logger, &offered)};
   xpc_connection_t attached = nullptr;
   ServiceLoopback service{kService, ^(xpc_connection_t peer, xpc_object_t message) {
     if (attached != peer) logger.setXpcConnection(attached = peer);
     router.handleCommand(peer, message);
   }};
+  XpcTestClient client{kService};
 };
 
 TEST_F(XpcCommandHandlerTest, BuiltInsAnswerWithTheirOwnShapesAndLogLines) {
-  XpcTestClient client(kService);
-
-  xpc::XpcRef pong = client.sendCommand("ping");
-  EXPECT_EQ(replyKeys(pong.get()), std::vector<std::string>{"Response"});
-  EXPECT_EQ(replyString(pong.get(), "Response"), "pong");
-  std::vector<LogLine> pingLines{
-      {5, "Got command : ping"}, {5, "Handling ping.."}, {5, "Created ping result."}};
-  EXPECT_EQ(client.takeLogLines(), pingLines);
-
+  EXPECT_EQ(replyString(client.sendCommand("ping").get(), "Response"), "pong");
+  client.takeLogLines();
   xpc::XpcRef version = client.sendCommand("getversion");
   EXPECT_EQ(replyKeys(version.get()), std::vector<std::string>{"Response"});
   EXPECT_EQ(replyString(version.get(), "Response"), "5.0.528");
@@ -77,11 +72,9 @@ TEST_F(XpcCommandHandlerTest, BuiltInsAnswerWithTheirOwnShapesAndLogLines) {
 }
 
 TEST_F(XpcCommandHandlerTest, MissingOrNonStringCommandIsTheNullError) {
-  XpcTestClient client(kService);
   xpc::XpcRef noCommand(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
-  xpc::XpcRef numberCommand(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc::XpcRef numberCommand = makeRequest("");
   xpc_dictionary_set_int64(numberCommand.get(), "Command", 7);
-
   for (xpc_object_t request : {noCommand.get(), numberCommand.get()}) {
     xpc::XpcRef reply = client.send(request);
     EXPECT_EQ(replyKeys(reply.get()), (std::vector<std::string>{"Error", "Response"}));
@@ -92,10 +85,8 @@ TEST_F(XpcCommandHandlerTest, MissingOrNonStringCommandIsTheNullError) {
 }
 
 TEST_F(XpcCommandHandlerTest, FamiliesAreOfferedInOrderUntilOneAnswers) {
-  XpcTestClient client(kService);
   xpc::XpcRef request = makeRequest("SeCoNd");
   xpc_dictionary_set_string(request.get(), "Answer", "yes");
-
   xpc::XpcRef reply = client.send(request.get());
   EXPECT_EQ(replyKeys(reply.get()), (std::vector<std::string>{"Response", "Success"}));
   EXPECT_EQ(replyString(reply.get(), "Response"), "Boolean");
@@ -104,13 +95,11 @@ TEST_F(XpcCommandHandlerTest, FamiliesAreOfferedInOrderUntilOneAnswers) {
   EXPECT_EQ(offered, (std::vector<std::string>{"first:SeCoNd", "second:SeCoNd"}));
 
   offered.clear();
-  reply = client.sendCommand("first");
-  EXPECT_FALSE(xpc_dictionary_get_bool(reply.get(), "Success"));
+  EXPECT_FALSE(xpc_dictionary_get_bool(client.sendCommand("first").get(), "Success"));
   EXPECT_EQ(offered, std::vector<std::string>{"first:first"}) << "later families are not asked";
 }
 
 TEST_F(XpcCommandHandlerTest, UnknownCommandsIncludingMiscasedBuiltInsAreRefused) {
-  XpcTestClient client(kService);
   for (const char* command : {"Ping", "GETVERSION", "Terminate", "nosuchcommand"}) {
     client.takeLogLines();
     xpc::XpcRef reply = client.sendCommand(command);

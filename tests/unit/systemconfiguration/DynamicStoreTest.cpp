@@ -66,7 +66,7 @@ TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
       << "Office's disabled bridge is not published, nor are Automatic's services";
   EXPECT_EQ(utf8(valueAt(copyValue(setupKey(kOfficeEthernet) + "/Proxies").get(), "HTTPProxy")), "proxy.corp.example");
 
-  EXPECT_EQ(runInChild([&] { return currentSet() == utf8(office.get()) ? 0 : 1; }), 0);
+  EXPECT_EQ(ChildProcess([&] { return currentSet() == utf8(office.get()) ? 0 : 1; }).wait(), 0);
 
   // Only what is committed is applied.
   auto automatic = cfstring(std::string("/Sets/") + kAutomatic);
@@ -103,7 +103,8 @@ TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
 
   auto value = dictionary({{"Router", CFSTR("192.0.2.1")}});
   ASSERT_TRUE(SCDynamicStoreSetValue(store.get(), key.get(), value.get()));
-  EXPECT_EQ(runInChild([&] { return CFEqual(copyValue(utf8(key.get())).get(), value.get()) ? 0 : 1; }), 0);
+  EXPECT_EQ(ChildProcess([&] { return CFEqual(copyValue(utf8(key.get())).get(), value.get()) ? 0 : 1; }).wait(),
+            0);
   const void* keys[] = {key.get()};
   const void* patterns[] = {CFSTR("Setup:/Network/Service/[^/]+")};
   auto several = adopt(
@@ -114,7 +115,7 @@ TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
 
   ASSERT_TRUE(SCDynamicStoreRemoveValue(store.get(), key.get()));
   EXPECT_TRUE(failedWith(SCDynamicStoreRemoveValue(store.get(), key.get()), kSCStatusNoKey));
-  EXPECT_EQ(runInChild([&] { return copyValue(utf8(key.get())) ? 1 : 0; }), 0);
+  EXPECT_EQ(ChildProcess([&] { return copyValue(utf8(key.get())) ? 1 : 0; }).wait(), 0);
 }
 
 }  // namespace

@@ -154,16 +154,15 @@ TEST_F(Preferences, LockExcludesOtherSessionsAndRefusesStaleOnes) {
 
 TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
   Pipe locked, proceed;
-  pid_t pid = fork();
-  if (pid == 0) {
+  ChildProcess first([&] {
     auto prefs = openPreferences();
-    if (!SCPreferencesLock(prefs.get(), true)) _exit(1);
+    if (!SCPreferencesLock(prefs.get(), true)) return 1;
     locked.signal();
-    if (!proceed.wait()) _exit(2);
+    if (!proceed.wait()) return 2;
     bool ok = SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("first writer")) &&
               SCPreferencesCommitChanges(prefs.get()) && SCPreferencesUnlock(prefs.get());
-    _exit(ok ? 0 : 3);
-  }
+    return ok ? 0 : 3;
+  });
   ASSERT_TRUE(locked.wait());
   auto prefs = openPreferences();
   EXPECT_TRUE(failedWith(SCPreferencesLock(prefs.get(), false), kSCStatusPrefsBusy));
@@ -173,7 +172,7 @@ TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
   // Waits until the first writer has committed and let go; what this session
   // read is then out of date.
   EXPECT_TRUE(failedWith(SCPreferencesLock(prefs.get(), true), kSCStatusStale));
-  EXPECT_EQ(waitForExit(pid), 0);
+  EXPECT_EQ(first.wait(), 0);
 
   SCPreferencesSynchronize(prefs.get());
   ASSERT_TRUE(SCPreferencesLock(prefs.get(), false));
@@ -182,7 +181,7 @@ TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
 }
 
 TEST_F(Preferences, AProcessThatIsNotRootReadsButCannotWrite) {
-  int status = runInChild([] {
+  int status = ChildProcess([] {
     if (setgid(20) != 0 || setuid(501) != 0) return 77;
     auto prefs = openPreferences();
     if (SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet) == nullptr) return 1;
@@ -201,7 +200,7 @@ TEST_F(Preferences, AProcessThatIsNotRootReadsButCannotWrite) {
       return 6;
     }
     return 0;
-  });
+  }).wait();
   if (status == 77) GTEST_SKIP() << "this sandbox cannot switch to another user";
   EXPECT_EQ(status, 0);
   EXPECT_EQ(valueAt(storedPreferences().get(), "Marker"), nullptr);
@@ -220,21 +219,20 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
   std::mt19937 random(20240601);
   for (int round = 0; round < 25; ++round) {
     Pipe committed;
-    pid_t pid = fork();
-    if (pid == 0) {
+    ChildProcess writer([&] {
       auto prefs = openPreferences();
       for (int generation = 0;; ++generation) {
         if (!SCPreferencesSetValue(prefs.get(), CFSTR("Bulk"), bulk(generation).get()) ||
             !SCPreferencesCommitChanges(prefs.get())) {
-          _exit(1);
+          return 1;
         }
         if (generation == 0) committed.signal();
       }
-    }
+    });
     ASSERT_TRUE(committed.wait());
     usleep(std::uniform_int_distribution<useconds_t>(0, 30000)(random));
-    kill(pid, SIGKILL);
-    ASSERT_EQ(waitForExit(pid), 128 + SIGKILL);
+    writer.signal(SIGKILL);
+    ASSERT_EQ(writer.wait(), 128 + SIGKILL);
 
     auto stored = storedPreferences();
     ASSERT_TRUE(stored) << "round " << round << ": the file does not parse";

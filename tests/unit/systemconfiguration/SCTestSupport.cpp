@@ -1,7 +1,6 @@
 #include "SCTestSupport.h"
 
 #include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace sctest {
@@ -22,19 +21,6 @@ std::vector<std::string> texts(CFArrayRef strings) {
 }
 
 xpc::CFRef<SCPreferencesRef> openPreferences() { return adopt(SCPreferencesCreate(nullptr, CFSTR("test"), nullptr)); }
-
-int waitForExit(pid_t pid) {
-  int status = 0;
-  while (waitpid(pid, &status, 0) == -1) {
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-int runInChild(const std::function<int()>& body) {
-  pid_t pid = fork();
-  if (pid == 0) _exit(body());
-  return waitForExit(pid);
-}
 
 Pipe::Pipe() {
   if (pipe(fds_) != 0) fds_[0] = fds_[1] = -1;

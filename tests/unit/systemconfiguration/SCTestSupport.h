@@ -2,11 +2,11 @@
 #include <Security/Security.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "CFTestSupport.h"
+#include "ChildProcess.h"
 
 namespace sctest {
 
@@ -39,10 +39,6 @@ xpc::CFRef<SCPreferencesRef> openPreferences();
 // The preferences file as stored, parsed; null if it does not parse.
 inline xpc::CFRef<CFPropertyListRef> storedPreferences() { return readPropertyList(kPreferencesPath); }
 
-// Runs body in a forked process and answers its exit status (128 + signal
-// when killed).
-int runInChild(const std::function<int()>& body);
-int waitForExit(pid_t pid);
 
 // One-way signalling between processes.
 class Pipe {
