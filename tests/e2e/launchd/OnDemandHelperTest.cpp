@@ -7,7 +7,6 @@
 
 #include "ChildProcess.h"
 #include "Eventually.h"
-#include "PlistManipulator.h"
 #include "XpcTestClient.h"
 
 namespace {
@@ -77,21 +76,6 @@ TEST_F(OnDemandHelperTest, AHelperStartedByHandCannotTakeTheServiceLaunchdHolds)
   ProcessResult second = ChildProcess::run({kInstalledHelper});
   EXPECT_EQ(second.status, 1);
   ping();
-}
-
-// Every property list of the fake Mac's image reads with the support library,
-// as the helper reads the system's files.
-TEST(FakeMacImage, EveryPropertyListLoads) {
-  const std::filesystem::path image = std::string(MACHELPER_SOURCE_DIR) + "/emu/fakemac/root";
-  int loaded = 0;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(image)) {
-    if (entry.path().extension() != ".plist" && entry.path().extension() != ".keychain") continue;
-    std::string inFakeMac = "/" + std::filesystem::relative(entry.path(), image).string();
-    xpc::PlistManipulator plist(nullptr);
-    EXPECT_TRUE(plist.loadPlistFile(inFakeMac)) << inFakeMac;
-    ++loaded;
-  }
-  EXPECT_GE(loaded, 5);
 }
 
 }  // namespace
