@@ -4,11 +4,6 @@
 
 #include <algorithm>
 
-const char kPreferencesPlist[] = "/Library/Preferences/SystemConfiguration/preferences.plist";
-const char kAutomaticEthernet[] = "38C9FE51-C1A3-4CC9-AD73-425D4F3C28A9";
-const char kAutomaticWiFi[] = "AB93766D-7442-4933-9E58-5494AA69EC06";
-const char kOfficeEthernet[] = "9C312E92-4BFB-4FC0-9811-0CA93BA51278";
-const char kOfficeSetPath[] = "/Sets/891D29FB-ACB2-4EDE-8520-0A8B171D263A";
 
 HelperSession::HelperSession() { start(); }
 

@@ -13,15 +13,9 @@
 
 #include "CFTestSupport.h"
 #include "ChildProcess.h"
+#include "FakeMac.h"
 #include "XpcTestClient.h"
 
-extern const char kPreferencesPlist[];
-
-// Network services of the fake Mac, by location.
-extern const char kAutomaticEthernet[];  // en0, manual IPv6
-extern const char kAutomaticWiFi[];      // en1
-extern const char kOfficeEthernet[];     // manual HTTP and HTTPS proxies
-extern const char kOfficeSetPath[];
 
 bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 

@@ -41,14 +41,13 @@ class InterfaceCommandsTest : public ::testing::Test {
 };
 
 TEST_F(InterfaceCommandsTest, ProxyModesLeaveExactlyTheirOwnKeys) {
-  const char* en0 = kAutomaticEthernet;
   auto with = [](Keys extra) {
     extra.insert({"ExceptionsList", "FTPPassive"});
     return extra;
   };
 
-  EXPECT_TRUE(helper.succeeds("proxysetautodetected", {{"Uuid", en0}, {"ResetOthers", true}}));
-  EXPECT_EQ(keysOf(en0, "Proxies"), with({"ProxyAutoDiscoveryEnable", "HTTPEnabled"}));
+  EXPECT_TRUE(helper.succeeds("proxysetautodetected", {{"Uuid", kEthernet}, {"ResetOthers", true}}));
+  EXPECT_EQ(keysOf(kEthernet, "Proxies"), with({"ProxyAutoDiscoveryEnable", "HTTPEnabled"}));
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Getting read-write handle to the settings."}));
   EXPECT_TRUE(contains(lines, {1, "Setting changes have been made active."}));
@@ -56,26 +55,26 @@ TEST_F(InterfaceCommandsTest, ProxyModesLeaveExactlyTheirOwnKeys) {
 
   // Manual after auto-discovery: neither auto key survives.
   EXPECT_TRUE(helper.succeeds("proxysetmanualserver",
-                              {{"Uuid", en0}, {"NewValue", "proxy.example.net"}, {"Port", 8080}}));
-  EXPECT_EQ(keysOf(en0, "Proxies"), with({"HTTPProxy", "HTTPPort", "HTTPEnable"}));
-  EXPECT_EQ(proxyText(en0, "HTTPProxy"), "proxy.example.net");
-  EXPECT_EQ(proxyNumber(en0, "HTTPPort"), 8080);
-  EXPECT_EQ(proxyNumber(en0, "HTTPEnable"), 1);
+                              {{"Uuid", kEthernet}, {"NewValue", "proxy.example.net"}, {"Port", 8080}}));
+  EXPECT_EQ(keysOf(kEthernet, "Proxies"), with({"HTTPProxy", "HTTPPort", "HTTPEnable"}));
+  EXPECT_EQ(proxyText(kEthernet, "HTTPProxy"), "proxy.example.net");
+  EXPECT_EQ(proxyNumber(kEthernet, "HTTPPort"), 8080);
+  EXPECT_EQ(proxyNumber(kEthernet, "HTTPEnable"), 1);
 
   // Auto-discovery without reset keeps the manual server.
-  EXPECT_TRUE(helper.succeeds("proxysetautodetected", {{"Uuid", en0}, {"ResetOthers", false}}));
-  EXPECT_EQ(keysOf(en0, "Proxies"),
+  EXPECT_TRUE(helper.succeeds("proxysetautodetected", {{"Uuid", kEthernet}, {"ResetOthers", false}}));
+  EXPECT_EQ(keysOf(kEthernet, "Proxies"),
             with({"HTTPProxy", "HTTPPort", "HTTPEnable", "ProxyAutoDiscoveryEnable", "HTTPEnabled"}));
 
   // A configuration URL with reset drops all of that.
   EXPECT_TRUE(helper.succeeds("proxyautobyurl",
-                              {{"Uuid", en0}, {"Url", "http://wpad.example.net/p.pac"}, {"ResetOthers", true}}));
-  EXPECT_EQ(keysOf(en0, "Proxies"), with({"ProxyAutoConfigEnable", "ProxyAutoConfigURLString", "HTTPEnabled"}));
-  EXPECT_EQ(proxyText(en0, "ProxyAutoConfigURLString"), "http://wpad.example.net/p.pac");
+                              {{"Uuid", kEthernet}, {"Url", "http://wpad.example.net/p.pac"}, {"ResetOthers", true}}));
+  EXPECT_EQ(keysOf(kEthernet, "Proxies"), with({"ProxyAutoConfigEnable", "ProxyAutoConfigURLString", "HTTPEnabled"}));
+  EXPECT_EQ(proxyText(kEthernet, "ProxyAutoConfigURLString"), "http://wpad.example.net/p.pac");
 
   // Without "Port" the port is 0.
-  EXPECT_TRUE(helper.succeeds("proxysetmanualserver", {{"Uuid", en0}, {"NewValue", "p"}}));
-  EXPECT_EQ(proxyNumber(en0, "HTTPPort"), 0);
+  EXPECT_TRUE(helper.succeeds("proxysetmanualserver", {{"Uuid", kEthernet}, {"NewValue", "p"}}));
+  EXPECT_EQ(proxyNumber(kEthernet, "HTTPPort"), 0);
 }
 
 TEST_F(InterfaceCommandsTest, DisablingRemovesOnlyTheHttpKeys) {
@@ -86,9 +85,9 @@ TEST_F(InterfaceCommandsTest, DisablingRemovesOnlyTheHttpKeys) {
 }
 
 TEST_F(InterfaceCommandsTest, Ipv6AutomaticScrubsTheManualAddress) {
-  EXPECT_TRUE(helper.succeeds("SetIPv6ToAutomatic", {{"Uuid", kAutomaticEthernet}}));
-  EXPECT_EQ(keysOf(kAutomaticEthernet, "IPv6"), Keys{"ConfigMethod"});
-  EXPECT_EQ(preferences().stringAt({"NetworkServices", kAutomaticEthernet, "IPv6", "ConfigMethod"}), "Automatic");
+  EXPECT_TRUE(helper.succeeds("SetIPv6ToAutomatic", {{"Uuid", kEthernet}}));
+  EXPECT_EQ(keysOf(kEthernet, "IPv6"), Keys{"ConfigMethod"});
+  EXPECT_EQ(preferences().stringAt({"NetworkServices", kEthernet, "IPv6", "ConfigMethod"}), "Automatic");
   std::vector<LogLine> lines = helper.lines();
   auto dump = std::find_if(lines.begin(), lines.end(), [](const LogLine& l) {
     return l.text.rfind("Dictionary before scrubbing while setting to 'automatic' : ", 0) == 0;
@@ -101,11 +100,11 @@ TEST_F(InterfaceCommandsTest, ProtocolsAreSwitchedOffAndOnAndUnknownTargetsAreEr
   auto args = [](const char* service, const char* protocol, bool enabled) {
     return std::vector<Arg>{{"Uuid", service}, {"ProtocolConstant", protocol}, {"Enabled", enabled}};
   };
-  auto inactive = [] { return preferences().at({"NetworkServices", kAutomaticWiFi, "IPv6", "__INACTIVE__"}); };
-  EXPECT_TRUE(helper.succeeds("setnetworkprotocolenabled", args(kAutomaticWiFi, "IPv6", false)));
+  auto inactive = [] { return preferences().at({"NetworkServices", kWiFi, "IPv6", "__INACTIVE__"}); };
+  EXPECT_TRUE(helper.succeeds("setnetworkprotocolenabled", args(kWiFi, "IPv6", false)));
   EXPECT_NE(inactive(), nullptr);
   EXPECT_TRUE(helper.logged(5, "--> DISABLING the requested protocol!"));
-  EXPECT_TRUE(helper.succeeds("setnetworkprotocolenabled", args(kAutomaticWiFi, "IPv6", true)));
+  EXPECT_TRUE(helper.succeeds("setnetworkprotocolenabled", args(kWiFi, "IPv6", true)));
   EXPECT_EQ(inactive(), nullptr);
 
   const std::string acquireError =
@@ -114,7 +113,7 @@ TEST_F(InterfaceCommandsTest, ProtocolsAreSwitchedOffAndOnAndUnknownTargetsAreEr
   EXPECT_EQ(helper.error("setnetworkprotocolenabled", args(nobody, "IPv6", true)), acquireError);
   EXPECT_TRUE(helper.logged(4, std::string("Unable to get access to the interface specified by the UUID '") +
                                    nobody + "'!"));
-  EXPECT_EQ(helper.error("setnetworkprotocolenabled", args(kAutomaticWiFi, "NoSuchProtocol", true)), acquireError);
+  EXPECT_EQ(helper.error("setnetworkprotocolenabled", args(kWiFi, "NoSuchProtocol", true)), acquireError);
   EXPECT_TRUE(helper.logged(4, "Unable to get a reference to the desired settings!"));
 }
 
@@ -142,7 +141,7 @@ TEST_F(InterfaceCommandsTest, UnknownServicesFailEveryServiceCommandInAnyLetterC
 }
 
 TEST_F(InterfaceCommandsTest, AnIntegerWriteReplacesTheValueStoredUnderThePath) {
-  const std::string path = std::string("/NetworkServices/") + kAutomaticWiFi + "/Interface";
+  const std::string path = std::string("/NetworkServices/") + kWiFi + "/Interface";
   EXPECT_TRUE(helper.succeeds("setinttoconfigpath", {{"Path", path}, {"Key", "MTU"}, {"NewValue", 1400}}));
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Setting doesn't currently exist.  Will use the 'add' call instead of the 'set' "
@@ -154,7 +153,7 @@ TEST_F(InterfaceCommandsTest, AnIntegerWriteReplacesTheValueStoredUnderThePath) 
   EXPECT_TRUE(helper.succeeds("SetIntToConfigPath", {{"Path", path}, {"Key", "Metric"}, {"NewValue", 7}}));
   EXPECT_TRUE(helper.logged(5, "Error indicated the setting already exists.  Trying the 'set' call instead."));
   EXPECT_EQ(preferences().keysAt({path}), Keys{"Metric"}) << "the first key is not carried over";
-  EXPECT_EQ(preferences().stringAt({"NetworkServices", kAutomaticWiFi, "Interface", "DeviceName"}), "en1");
+  EXPECT_EQ(preferences().stringAt({"NetworkServices", kWiFi, "Interface", "DeviceName"}), "en1");
 }
 
 TEST_F(InterfaceCommandsTest, AdminStateChangesTheRealInterface) {
@@ -198,7 +197,7 @@ TEST_F(InterfaceCommandsTest, MissingArgumentsGetTheirCommandsErrorText) {
     std::vector<Arg> args;
     const char* error;
   };
-  const char* u = kAutomaticEthernet;
+  const char* u = kEthernet;
   const Case cases[] = {
       {"proxysetmanualserver", {{"NewValue", "p"}, {"Port", 1}},
        "Invalid data provided while trying to set a static proxy server!"},

@@ -84,7 +84,7 @@ TEST_F(SystemCommandsTest, ANewLocationCopiesTheCurrentOneAndNamesAreUnique) {
   std::string travel = locations()["Travel"];
   EXPECT_EQ(travel.size(), 36u);
   EXPECT_TRUE(CFEqual(preferences.at({"Sets", travel, "Network"}),
-                      preferences.at({"Sets", "55F5F3EB-CA2D-46D6-82AC-BF4B034A965C", "Network"})));
+                      preferences.at({"Sets", kAutomatic, "Network"})));
 
   std::string before = fileBytes(kPreferencesPlist);
   for (const std::string existing : {"Travel", "Office"}) {
@@ -114,7 +114,7 @@ TEST_F(SystemCommandsTest, SwitchingLocationsReachesTheLiveState) {
   EXPECT_TRUE(contains(lines, {5, "Network location data appears to have propigated properly."}));
   EXPECT_FALSE(
       contains(lines, {4, "The new network location didn't propigate to the active configuration correctly!!"}));
-  EXPECT_EQ(Plist(kPreferencesPlist).stringAt({"CurrentSet"}), kOfficeSetPath);
+  EXPECT_EQ(Plist(kPreferencesPlist).stringAt({"CurrentSet"}), std::string("/Sets/") + kOffice);
 
   // Now Office is the one that cannot go, and Automatic can.
   EXPECT_EQ(helper.error("deletenetworklocation", {{"Location", "Office"}}),

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Eventually.h"
+#include "FakeMac.h"
 #include "Logger.h"
 #include "ServiceLoopback.h"
 #include "XpcCommandHandler.h"
@@ -16,7 +17,6 @@
 namespace {
 
 const char kService[] = "test.netconfig.leaks";
-const char kEthernet[] = "38C9FE51-C1A3-4CC9-AD73-425D4F3C28A9";
 const char kUnknown[] = "11111111-2222-3333-4444-555555555555";
 
 TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {

@@ -40,7 +40,9 @@ class XpcCommandHandlerTest : public ::testing::Test {
  protected:
   static XpcCommandHandler::Families families(Logger* logger, std::vector<std::string>* offered) {
     XpcCommandHandler::Families list;
-    for (const char* word : {"first", "second"}) list.push_back(std::make_unique<RecordingFamily>(logger, word, offered));
+    for (const char* word : {"first", "second"}) {
+      list.push_back(std::make_unique<RecordingFamily>(logger, word, offered));
+    }
     return list;
   }
 

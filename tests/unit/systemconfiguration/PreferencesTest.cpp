@@ -12,7 +12,7 @@ namespace {
 using namespace sctest;
 using Preferences = CFTest;
 
-std::string lockPath() { return std::string(kPreferencesPath) + "-lock"; }
+std::string lockPath() { return std::string(kPreferencesPlist) + "-lock"; }
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
@@ -63,15 +63,15 @@ TEST_F(Preferences, CommitWritesAnXmlFileOtherSessionsRead) {
   EXPECT_TRUE(SCPreferencesCommitChanges(prefs.get())) << "nothing left to write";
 
   EXPECT_EQ(utf8(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "committed");
-  EXPECT_EQ(fileBytes(kPreferencesPath).rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n", 0), 0u);
+  EXPECT_EQ(fileBytes(kPreferencesPlist).rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n", 0), 0u);
   auto stored = storedPreferences();
   EXPECT_EQ(utf8(valueAt(stored.get(), "Marker")), "committed");
   EXPECT_NE(valueAt(stored.get(), "NetworkServices"), nullptr);
 
   struct stat status {};
-  ASSERT_EQ(stat(kPreferencesPath, &status), 0);
+  ASSERT_EQ(stat(kPreferencesPlist, &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0644u);
-  EXPECT_FALSE(exists(std::string(kPreferencesPath) + "-new"));
+  EXPECT_FALSE(exists(std::string(kPreferencesPlist) + "-new"));
   EXPECT_FALSE(exists(lockPath())) << "commit took the lock for itself and let it go";
 }
 
@@ -113,8 +113,8 @@ TEST_F(Preferences, PathsFollowLinks) {
   EXPECT_TRUE(failedWith(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()),
                          kSCStatusInvalidArgument))
       << "a path never replaces a value that is not a dictionary";
-  EXPECT_TRUE(failedWith(
-      SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/missing")), kSCStatusNoKey));
+  EXPECT_TRUE(failedWith(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/gone")),
+                         kSCStatusNoKey));
 
   // Links that lead in a circle end the lookup.
   ASSERT_TRUE(
@@ -251,7 +251,7 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
 
 TEST_F(Preferences, ACorruptOrMissingFileReadsAsNoPreferences) {
   for (const char* contents : {"this is not a property list", "<plist version=\"1.0\"><array/></plist>", ""}) {
-    writeFile(kPreferencesPath, contents);
+    writeFile(kPreferencesPlist, contents);
     auto prefs = openPreferences();
     ASSERT_TRUE(prefs) << contents;
     EXPECT_EQ(SCError(), kSCStatusOK);
@@ -261,7 +261,7 @@ TEST_F(Preferences, ACorruptOrMissingFileReadsAsNoPreferences) {
     EXPECT_EQ(CFArrayGetCount(adopt(SCNetworkServiceCopyAll(prefs.get())).get()), 0);
   }
 
-  ASSERT_EQ(unlink(kPreferencesPath), 0);
+  ASSERT_EQ(unlink(kPreferencesPlist), 0);
   auto prefs = openPreferences();
   ASSERT_TRUE(prefs);
   EXPECT_EQ(SCError(), kSCStatusNoConfigFile);
