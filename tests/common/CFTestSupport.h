@@ -8,6 +8,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CFRef.h"
@@ -56,6 +57,15 @@ inline xpc::CFRef<CFNumberRef> cfnumber(double value) {
 
 inline xpc::CFRef<CFDataRef> cfdata(const std::string& bytes) {
   return adopt(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()), static_cast<CFIndex>(bytes.size())));
+}
+
+// A new mutable dictionary of CF types, holding `entries`.
+using Entries = std::initializer_list<std::pair<std::string, CFTypeRef>>;
+inline xpc::CFRef<CFMutableDictionaryRef> cfdictionary(Entries entries = {}) {
+  auto result =
+      adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  for (const auto& [key, value] : entries) CFDictionarySetValue(result.get(), cfstring(key).get(), value);
+  return result;
 }
 
 // The value under a path of dictionary keys; null where the path leaves the dictionaries.

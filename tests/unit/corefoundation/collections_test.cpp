@@ -7,12 +7,8 @@ namespace {
 
 using CFCollections = CFTest;
 
-xpc::CFRef<CFMutableDictionaryRef> mutableDictionary() {
-  return adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-}
-
 TEST_F(CFCollections, AddSetAndReplaceDifferOnExistingKeys) {
-  auto dictionary = mutableDictionary();
+  auto dictionary = cfdictionary();
   auto first = cfstring("first"), second = cfstring("second");
   CFDictionaryAddValue(dictionary.get(), CFSTR("key"), first.get());
   CFDictionaryAddValue(dictionary.get(), CFSTR("key"), second.get());
@@ -40,7 +36,7 @@ TEST_F(CFCollections, AddSetAndReplaceDifferOnExistingKeys) {
 }
 
 TEST_F(CFCollections, DictionariesEnumerateInInsertionOrder) {
-  auto dictionary = mutableDictionary();
+  auto dictionary = cfdictionary();
   for (const char *name : {"zulu", "alpha", "mike", "echo"}) CFDictionarySetValue(dictionary.get(), cfstring(name).get(), kCFNull);
   CFDictionaryRemoveValue(dictionary.get(), CFSTR("alpha"));
   CFDictionarySetValue(dictionary.get(), CFSTR("alpha"), kCFBooleanTrue);
@@ -60,7 +56,7 @@ TEST_F(CFCollections, DictionariesEnumerateInInsertionOrder) {
 }
 
 TEST_F(CFCollections, MutableCopiesAreIndependentShallowCopies) {
-  auto original = mutableDictionary();
+  auto original = cfdictionary();
   auto proxy = cfstring("proxy.corp.example");
   CFDictionarySetValue(original.get(), CFSTR("HTTPProxy"), proxy.get());
   auto copy = adopt(CFDictionaryCreateMutableCopy(nullptr, 0, original.get()));
@@ -80,7 +76,7 @@ TEST_F(CFCollections, MutableCopiesAreIndependentShallowCopies) {
 }
 
 TEST_F(CFCollections, EqualityIgnoresDictionaryOrderButNotArrayOrder) {
-  auto a = mutableDictionary(), b = mutableDictionary();
+  auto a = cfdictionary(), b = cfdictionary();
   CFDictionarySetValue(a.get(), CFSTR("x"), cfnumber(1LL).get());
   CFDictionarySetValue(a.get(), CFSTR("y"), cfnumber(2.0).get());
   CFDictionarySetValue(b.get(), cfstring("y").get(), cfnumber(2LL).get());

@@ -123,11 +123,7 @@ TEST_F(CFPropertyListTest, BinaryFixtureYieldsEveryValueType) {
 }
 
 TEST_F(CFPropertyListTest, XmlOutputSortsKeysLikeTheMac) {
-  auto dictionary = adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                    &kCFTypeDictionaryValueCallBacks));
-  CFDictionarySetValue(dictionary.get(), CFSTR("b"), kCFBooleanTrue);
-  CFDictionarySetValue(dictionary.get(), CFSTR("B"), kCFBooleanTrue);
-  CFDictionarySetValue(dictionary.get(), CFSTR("a"), kCFBooleanFalse);
+  auto dictionary = cfdictionary({{"b", kCFBooleanTrue}, {"B", kCFBooleanTrue}, {"a", kCFBooleanFalse}});
   auto xml = adopt(CFPropertyListCreateData(nullptr, dictionary.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   std::string text(reinterpret_cast<const char *>(CFDataGetBytePtr(xml.get())), CFDataGetLength(xml.get()));
   size_t upper = text.find("<key>B</key>"), a = text.find("<key>a</key>"), b = text.find("<key>b</key>");

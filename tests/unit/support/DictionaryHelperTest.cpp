@@ -11,10 +11,6 @@ namespace {
 using xpc::CFRef;
 using xpc::DictionaryHelper;
 
-CFRef<CFMutableDictionaryRef> newDictionary() {
-  return adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-}
-
 class DictionaryHelperTest : public CFTest {
  protected:
   LogCapture log;
@@ -86,7 +82,7 @@ TEST_F(DictionaryHelperTest, ReadsWithoutADictionaryAreBadCalls) {
 }
 
 TEST_F(DictionaryHelperTest, NestedDictionariesAreReadWithoutARetain) {
-  CFRef<CFMutableDictionaryRef> inner = newDictionary();
+  CFRef<CFMutableDictionaryRef> inner = cfdictionary();
   CFDictionarySetValue(inner.get(), CFSTR("SSID"), CFSTR("Campus"));
   ASSERT_TRUE(helper.createNewDictionary());
   ASSERT_TRUE(helper.setValue("Network", inner.get()));
@@ -99,7 +95,7 @@ TEST_F(DictionaryHelperTest, NestedDictionariesAreReadWithoutARetain) {
 }
 
 TEST_F(DictionaryHelperTest, WritesNeedAMutableDictionaryAndConvertibleText) {
-  CFRef<CFMutableDictionaryRef> underlying = newDictionary();
+  CFRef<CFMutableDictionaryRef> underlying = cfdictionary();
   ASSERT_TRUE(helper.setActiveDictionary(static_cast<CFDictionaryRef>(underlying.get())));
   EXPECT_FALSE(helper.setValue("Name", std::string("Office")));
   EXPECT_TRUE(log.saw(4, "Attempted to set a value to a non-mutable dictionary!"));
@@ -160,7 +156,7 @@ TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
 }
 
 TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListTypeIndented) {
-  CFRef<CFMutableDictionaryRef> inner = newDictionary();
+  CFRef<CFMutableDictionaryRef> inner = cfdictionary();
   CFDictionarySetValue(inner.get(), CFSTR("Secure"), kCFBooleanFalse);
   auto http = cfnumber(80LL), https = cfnumber(443LL);
   const void* portNumbers[] = {http.get(), https.get()};

@@ -101,7 +101,7 @@ TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
       utf8(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4)).get()),
       "Setup:/Network/Global/IPv4");
 
-  auto value = dictionary({{"Router", CFSTR("192.0.2.1")}});
+  auto value = cfdictionary({{"Router", CFSTR("192.0.2.1")}});
   ASSERT_TRUE(SCDynamicStoreSetValue(store.get(), key.get(), value.get()));
   EXPECT_EQ(ChildProcess([&] { return CFEqual(copyValue(utf8(key.get())).get(), value.get()) ? 0 : 1; }).wait(),
             0);

@@ -77,7 +77,7 @@ TEST_F(NetworkConfiguration, ProtocolsKeepTheirEnabledStateInTheEntity) {
   ASSERT_TRUE(SCNetworkProtocolSetEnabled(ipv6.get(), false));
   EXPECT_FALSE(SCNetworkProtocolGetEnabled(ipv6.get()));
   EXPECT_EQ(utf8(valueAt(SCNetworkProtocolGetConfiguration(ipv6.get()), "ConfigMethod")), "Manual");
-  auto automatic = dictionary({{"ConfigMethod", kSCValNetIPv6ConfigMethodAutomatic}});
+  auto automatic = cfdictionary({{"ConfigMethod", kSCValNetIPv6ConfigMethodAutomatic}});
   ASSERT_TRUE(SCNetworkProtocolSetConfiguration(ipv6.get(), automatic.get()));
   EXPECT_FALSE(SCNetworkProtocolGetEnabled(ipv6.get()));
   ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
@@ -119,7 +119,7 @@ TEST_F(NetworkConfiguration, ConfigurationRefreshNeedsAnInterfaceTheSystemHas) {
   auto ethernet = copyService(prefs.get(), kEthernet);
   EXPECT_TRUE(SCNetworkInterfaceForceConfigurationRefresh(SCNetworkServiceGetInterface(ethernet.get())));
 
-  auto entity = dictionary({{"DeviceName", CFSTR("en9")}, {"Type", CFSTR("Ethernet")}});
+  auto entity = cfdictionary({{"DeviceName", CFSTR("en9")}, {"Type", CFSTR("Ethernet")}});
   ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/NetworkServices/Gone/Interface"), entity.get()));
   auto gone = copyService(prefs.get(), "Gone");
   SCNetworkInterfaceRef en9 = SCNetworkServiceGetInterface(gone.get());

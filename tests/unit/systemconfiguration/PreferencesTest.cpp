@@ -35,11 +35,11 @@ TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
   EXPECT_TRUE(
       failedWith(SCPreferencesAddValue(prefs.get(), kSCPrefCurrentSet, CFSTR("/Sets/x")), kSCStatusKeyExists));
   // A key with slashes is just a key, not a path.
-  auto one = dictionary({{"Count", CFSTR("1")}});
+  auto one = cfdictionary({{"Count", CFSTR("1")}});
   ASSERT_TRUE(SCPreferencesAddValue(prefs.get(), CFSTR("/Custom/Settings"), one.get()));
   EXPECT_TRUE(CFEqual(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), one.get()));
   EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/Custom/Settings")), nullptr);
-  auto two = dictionary({{"Count", CFSTR("2")}});
+  auto two = cfdictionary({{"Count", CFSTR("2")}});
   ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), CFSTR("/Custom/Settings"), two.get()));
   EXPECT_TRUE(CFEqual(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), two.get()));
 
@@ -93,7 +93,7 @@ TEST_F(Preferences, PathsFollowLinks) {
   EXPECT_EQ(get("/"), get("//"));
 
   // Writing below a link writes the linked dictionary; the link stays.
-  auto proxies = dictionary({{"HTTPProxy", CFSTR("proxy.example")}});
+  auto proxies = cfdictionary({{"HTTPProxy", CFSTR("proxy.example")}});
   ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), cfstring(viaSet + "/Proxies").get(), proxies.get()));
   EXPECT_TRUE(CFEqual(get(service + "/Proxies"), proxies.get()));
   EXPECT_EQ(utf8(link(viaSet)), service);
@@ -118,7 +118,7 @@ TEST_F(Preferences, PathsFollowLinks) {
 
   // Links that lead in a circle end the lookup.
   ASSERT_TRUE(
-      SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), dictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
+      SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), cfdictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
   ASSERT_TRUE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Loop/b"), CFSTR("/Loop/a")));
   EXPECT_TRUE(failedWith(get("/Loop/a/x"), kSCStatusMaxLink));
 }

@@ -5,13 +5,6 @@
 
 namespace sctest {
 
-xpc::CFRef<CFDictionaryRef> dictionary(const std::vector<std::pair<std::string, CFTypeRef>>& entries) {
-  auto result =
-      adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-  for (const auto& [key, value] : entries) CFDictionarySetValue(result.get(), cfstring(key).get(), value);
-  return adopt(static_cast<CFDictionaryRef>(result.release()));
-}
-
 std::vector<std::string> texts(CFArrayRef strings) {
   std::vector<std::string> result;
   for (CFIndex i = 0, n = strings != nullptr ? CFArrayGetCount(strings) : 0; i < n; ++i) {

@@ -11,7 +11,6 @@
 
 namespace sctest {
 
-xpc::CFRef<CFDictionaryRef> dictionary(const std::vector<std::pair<std::string, CFTypeRef>>& entries);
 std::vector<std::string> texts(CFArrayRef strings);
 
 // That a call came back false or null, leaving `status` as the last error.
