@@ -8,7 +8,6 @@
 
 namespace {
 
-using xpc::CFRef;
 using xpc::DictionaryHelper;
 
 class DictionaryHelperTest : public CFTest {
@@ -82,8 +81,7 @@ TEST_F(DictionaryHelperTest, ReadsWithoutADictionaryAreBadCalls) {
 }
 
 TEST_F(DictionaryHelperTest, NestedDictionariesAreReadWithoutARetain) {
-  CFRef<CFMutableDictionaryRef> inner = cfdictionary();
-  CFDictionarySetValue(inner.get(), CFSTR("SSID"), CFSTR("Campus"));
+  auto inner = cfdictionary({{"SSID", CFSTR("Campus")}});
   ASSERT_TRUE(helper.createNewDictionary());
   ASSERT_TRUE(helper.setValue("Network", inner.get()));
 
@@ -95,7 +93,7 @@ TEST_F(DictionaryHelperTest, NestedDictionariesAreReadWithoutARetain) {
 }
 
 TEST_F(DictionaryHelperTest, WritesNeedAMutableDictionaryAndConvertibleText) {
-  CFRef<CFMutableDictionaryRef> underlying = cfdictionary();
+  auto underlying = cfdictionary();
   ASSERT_TRUE(helper.setActiveDictionary(static_cast<CFDictionaryRef>(underlying.get())));
   EXPECT_FALSE(helper.setValue("Name", std::string("Office")));
   EXPECT_TRUE(log.saw(4, "Attempted to set a value to a non-mutable dictionary!"));
@@ -156,8 +154,7 @@ TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
 }
 
 TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListTypeIndented) {
-  CFRef<CFMutableDictionaryRef> inner = cfdictionary();
-  CFDictionarySetValue(inner.get(), CFSTR("Secure"), kCFBooleanFalse);
+  auto inner = cfdictionary({{"Secure", kCFBooleanFalse}});
   auto http = cfnumber(80LL), https = cfnumber(443LL);
   const void* portNumbers[] = {http.get(), https.get()};
   auto ports = adopt(CFArrayCreate(nullptr, portNumbers, 2, &kCFTypeArrayCallBacks));

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
+#include "CFTestSupport.h"
 #include "LogCapture.h"
 #include "OsFileSystemUtils.h"
-#include "CFTestSupport.h"
 
 namespace {
 

@@ -1,13 +1,11 @@
 #include <CoreFoundation/CoreFoundation.h>
 
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "LogCapture.h"
 #include "PlistManipulator.h"
-#include "CFTestSupport.h"
 
 namespace {
 
-using xpc::CFRef;
 using xpc::PlistManipulator;
 
 std::string fixture(const std::string& name) {
@@ -23,7 +21,7 @@ TEST_F(PlistManipulatorTest, SystemFilesComeBackUnchangedInBinaryForm) {
   for (const char* name :
        {"preferences.plist", "Campus-Secure.mobileconfig", "com.apple.SoftwareUpdate.plist"}) {
     SCOPED_TRACE(name);
-    CFRef<CFPropertyListRef> original = readPropertyList(fixture(name));
+    auto original = readPropertyList(fixture(name));
     ASSERT_TRUE(original);
 
     PlistManipulator plist(log.logger());
@@ -32,7 +30,7 @@ TEST_F(PlistManipulatorTest, SystemFilesComeBackUnchangedInBinaryForm) {
     EXPECT_TRUE(log.saw(5, "The settings were written successfully!"));
 
     EXPECT_EQ(fileBytes("/tmp/rewritten.plist").substr(0, 8), "bplist00");
-    CFRef<CFPropertyListRef> rewritten = readPropertyList("/tmp/rewritten.plist");
+    auto rewritten = readPropertyList("/tmp/rewritten.plist");
     ASSERT_TRUE(rewritten);
     EXPECT_TRUE(CFEqual(original.get(), rewritten.get()));
   }
@@ -122,7 +120,7 @@ TEST_F(PlistManipulatorTest, NewDocumentIsWrittenFromScratch) {
   ASSERT_TRUE(plist.setValue("globalstate", 1));
   ASSERT_TRUE(plist.writePlistFile("/tmp/com.apple.alf.plist"));
 
-  CFRef<CFPropertyListRef> written = readPropertyList("/tmp/com.apple.alf.plist");
+  auto written = readPropertyList("/tmp/com.apple.alf.plist");
   ASSERT_TRUE(written);
   ASSERT_EQ(CFGetTypeID(written.get()), CFDictionaryGetTypeID());
   CFNumberRef state = static_cast<CFNumberRef>(

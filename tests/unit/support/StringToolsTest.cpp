@@ -1,7 +1,6 @@
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "MacStringUtils.h"
 #include "StringTools.h"
-#include "CFTestSupport.h"
 #include "XmlUtils.h"
 
 namespace {
@@ -114,8 +113,7 @@ class MacStringUtilsTest : public CFTest {};
 
 TEST_F(MacStringUtilsTest, ConvertsUtf8BothWays) {
   const std::string text = "Caf\xC3\xA9 Wi-Fi \xE2\x9C\x93";
-  xpc::CFRef<CFStringRef> string(xpc::MacStringUtils::stdStringToCfStringRef(text),
-                                 xpc::RefPolicy::Adopt);
+  auto string = adopt(xpc::MacStringUtils::stdStringToCfStringRef(text));
   ASSERT_TRUE(string);
   EXPECT_EQ(CFStringGetLength(string.get()), 12);
   EXPECT_EQ(xpc::MacStringUtils::cfStringRefToStdString(string.get()), text);
