@@ -26,7 +26,6 @@ xpc::CFRef<SCPreferencesRef> openPreferences();
 // The preferences file as stored, parsed; null if it does not parse.
 inline xpc::CFRef<CFPropertyListRef> storedPreferences() { return readPropertyList(kPreferencesPlist); }
 
-
 // One-way signalling between processes.
 class Pipe {
  public:
