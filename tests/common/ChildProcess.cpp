@@ -9,15 +9,21 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <thread>
+
+#include "Files.h"
 
 namespace {
 
-[[noreturn]] void execute(const std::vector<std::string>& argv) {
+// Built before fork: the child of a threaded test only calls execv.
+std::vector<char*> arguments(const std::vector<std::string>& argv) {
   std::vector<char*> args;
   for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
+  return args;
+}
+
+[[noreturn]] void execute(std::vector<char*>& args) {
   execv(args[0], args.data());
   _exit(127);
 }
@@ -28,15 +34,16 @@ int decode(int status) {
   return -1;
 }
 
-std::string slurp(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& argv) : pid_(fork()) {
-  if (pid_ == 0) execute(argv);
+ChildProcess::ChildProcess(const std::vector<std::string>& argv) {
+  std::vector<char*> args = arguments(argv);
+  pid_ = fork();
+  if (pid_ == 0) execute(args);
+}
+
+ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(fork()) {
+  if (pid_ == 0) _exit(body());
 }
 
 ChildProcess::~ChildProcess() {
@@ -73,18 +80,19 @@ ProcessResult ChildProcess::run(const std::vector<std::string>& argv) {
   char errPath[] = "/tmp/child-err-XXXXXX";
   int out = mkstemp(outPath);
   int err = mkstemp(errPath);
+  std::vector<char*> args = arguments(argv);
   pid_t pid = fork();
   if (pid == 0) {
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
-    execute(argv);
+    execute(args);
   }
   close(out);
   close(err);
   int status = 0;
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
-  ProcessResult result{decode(status), slurp(outPath), slurp(errPath)};
+  ProcessResult result{decode(status), fileBytes(outPath), fileBytes(errPath)};
   unlink(outPath);
   unlink(errPath);
   return result;

@@ -1,6 +1,7 @@
 #pragma once
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ struct ProcessResult {
 class ChildProcess {
  public:
   explicit ChildProcess(const std::vector<std::string>& argv);
+  // Runs `body` in a forked copy of the test; what it answers is the exit status.
+  explicit ChildProcess(const std::function<int()>& body);
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -15,6 +17,7 @@ XpcTestClient::XpcTestClient(const std::string& service)
       connection_(xpc_connection_create_mach_service(service.c_str(), queue_, 0)) {
   xpc_connection_set_event_handler(connection_, ^(xpc_object_t event) {
     std::lock_guard<std::mutex> lock(mutex_);
+    events_.emplace_back(event, xpc::RefPolicy::Retain);
     if (xpc_get_type(event) == XPC_TYPE_DICTIONARY) {
       const char* text = xpc_dictionary_get_string(event, "LogLine");
       lines_.push_back({xpc_dictionary_get_int64(event, "LogLevel"), text ? text : "<no LogLine>"});
@@ -29,8 +32,12 @@ XpcTestClient::XpcTestClient(const std::string& service)
 XpcTestClient::~XpcTestClient() {
   cancel();
   // After a cancel the invalid event is the last one the handler gets; the
-  // state the handler touches must outlive it.
-  waitFor([&] { return finished_; });
+  // state the handler touches must outlive it. A connection that never ends
+  // is a fault of the runtime under test.
+  if (!waitFor([&] { return finished_; })) {
+    std::fprintf(stderr, "XpcTestClient: no XPC_ERROR_CONNECTION_INVALID after cancel\n");
+    std::abort();
+  }
   xpc_release(connection_);
   dispatch_release(queue_);
 }
@@ -83,15 +90,38 @@ bool XpcTestClient::waitForLineAfterReply(const std::string& text) {
   });
 }
 
+size_t XpcTestClient::eventCount() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return events_.size();
+}
+
+xpc_object_t XpcTestClient::event(size_t index) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return events_.at(index).get();
+}
+
+bool XpcTestClient::waitForEvents(size_t count) {
+  return waitFor([&] { return events_.size() >= count; });
+}
+
 void XpcTestClient::cancel() { xpc_connection_cancel(connection_); }
 
 void PrintTo(const LogLine& line, std::ostream* out) {
   *out << "[" << line.level << "] \"" << line.text << "\"";
 }
 
-xpc::XpcRef makeRequest(const std::string& command) {
+xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args) {
   xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
   xpc_dictionary_set_string(request.get(), "Command", command.c_str());
+  for (const Arg& arg : args) {
+    if (arg.type == XPC_TYPE_STRING) {
+      xpc_dictionary_set_string(request.get(), arg.key.c_str(), arg.text.c_str());
+    } else if (arg.type == XPC_TYPE_INT64) {
+      xpc_dictionary_set_int64(request.get(), arg.key.c_str(), arg.number);
+    } else {
+      xpc_dictionary_set_bool(request.get(), arg.key.c_str(), arg.flag);
+    }
+  }
   return request;
 }
 

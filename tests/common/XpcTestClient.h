@@ -19,7 +19,7 @@ struct LogLine {
 void PrintTo(const LogLine& line, std::ostream* out);
 
 // A client of a Mach service for tests: sends requests, waits for replies and
-// collects the log lines the service streams in between. Log lines and replies
+// collects the log lines the service streams in between, and every event. Log lines and replies
 // are handled on one serial queue, so every line sent before a reply has been
 // collected when the reply is returned; lines sent after it may or may not
 // have arrived yet, so the client shows only the lines that came before the
@@ -46,6 +46,11 @@ class XpcTestClient {
   // e.g. the service's closing lines of a request.
   bool waitForLineAfterReply(const std::string& text);
 
+  // Every event so far (messages and errors) in order, and a wait for more.
+  size_t eventCount();
+  xpc_object_t event(size_t index);
+  bool waitForEvents(size_t count);
+
   void cancel();
   xpc_connection_t connection() const { return connection_; }
 
@@ -58,12 +63,27 @@ class XpcTestClient {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<LogLine> lines_;
+  std::vector<xpc::XpcRef> events_;
   size_t linesBeforeReply_ = 0;
   bool finished_ = false;  // the connection's last event has been delivered
 };
 
-// {"Command": command} as a new request (owned by the caller).
-xpc::XpcRef makeRequest(const std::string& command);
+// One request argument, typed as the helper reads it.
+struct Arg {
+  Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
+  Arg(const char* key, std::string value) : key(key), type(XPC_TYPE_STRING), text(std::move(value)) {}
+  Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
+  Arg(const char* key, long long value) : key(key), type(XPC_TYPE_INT64), number(value) {}
+  Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
+  std::string key;
+  xpc_type_t type;
+  std::string text;
+  int64_t number = 0;
+  bool flag = false;
+};
+
+// {"Command": command, args...} as a new request.
+xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args = {});
 // The keys of a reply dictionary, sorted.
 std::vector<std::string> replyKeys(xpc_object_t reply);
 std::string replyString(xpc_object_t reply, const char* key);

@@ -7,9 +7,9 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
-#include "Command.h"
+#include "ChildProcess.h"
+#include "Files.h"
 #include "Plist.h"
 
 namespace fs = std::filesystem;
@@ -20,23 +20,13 @@ namespace {
 
 const std::string kLabel = "com.example.fakemac.stub";
 
-std::string contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-  chmod(path.c_str(), 0755);
-}
-
 bool nothingInstalled() {
   return fs::is_empty("/Library/PrivilegedHelperTools") && fs::is_empty("/Library/LaunchDaemons");
 }
 
 TEST(InstallTest, CopiesTheHelperAndWritesItsJob) {
-  Command::Result result = Command::run({SMJOBBLESS_PATH, STUB_PATH});
-  ASSERT_EQ(result.status, 0) << result.output;
+  ProcessResult result = ChildProcess::run({SMJOBBLESS_PATH, STUB_PATH});
+  ASSERT_EQ(result.status, 0) << result.err;
 
   const std::string program = "/Library/PrivilegedHelperTools/" + kLabel;
   struct stat st;
@@ -44,12 +34,12 @@ TEST(InstallTest, CopiesTheHelperAndWritesItsJob) {
   EXPECT_EQ(st.st_mode, S_IFREG | 0544);
   EXPECT_EQ(st.st_uid, 0u);
   EXPECT_EQ(st.st_gid, 0u);
-  EXPECT_TRUE(contents(program) == contents(STUB_PATH));
+  EXPECT_TRUE(fileBytes(program) == fileBytes(STUB_PATH));
 
   const std::string plistPath = "/Library/LaunchDaemons/" + kLabel + ".plist";
   ASSERT_EQ(stat(plistPath.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode, S_IFREG | 0644);
-  EXPECT_THAT(contents(plistPath), HasSubstr("<?xml"));
+  EXPECT_THAT(fileBytes(plistPath), HasSubstr("<?xml"));
   Plist job = Plist::load(plistPath);
   ASSERT_TRUE(job.isDict());
   EXPECT_EQ(Plist::string(job.get(), "Label"), kLabel);
@@ -59,24 +49,24 @@ TEST(InstallTest, CopiesTheHelperAndWritesItsJob) {
 }
 
 TEST(InstallTest, RefusesABundleIdentifierOtherThanTheLabel) {
-  Command::Result result = Command::run({SMJOBBLESS_PATH, MISMATCHED_STUB_PATH});
+  ProcessResult result = ChildProcess::run({SMJOBBLESS_PATH, MISMATCHED_STUB_PATH});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.output, AllOf(HasSubstr("CFBundleIdentifier"),
+  EXPECT_THAT(result.err, AllOf(HasSubstr("CFBundleIdentifier"),
                                    HasSubstr("com.example.fakemac.other"), HasSubstr(kLabel)));
   EXPECT_TRUE(nothingInstalled());
 }
 
 TEST(InstallTest, RefusesAnExecutableWithoutEmbeddedPlists) {
-  Command::Result result = Command::run({SMJOBBLESS_PATH, "/bin/true"});
+  ProcessResult result = ChildProcess::run({SMJOBBLESS_PATH, "/bin/true"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.output, HasSubstr("no __info_plist section"));
+  EXPECT_THAT(result.err, HasSubstr("no __info_plist section"));
   EXPECT_TRUE(nothingInstalled());
 }
 
 // Damaged section tables must be refused, not read past (the sanitizer
 // build catches an out-of-bounds read here).
 TEST(InstallTest, RefusesDamagedExecutables) {
-  const std::string good = contents(STUB_PATH);
+  const std::string good = fileBytes(STUB_PATH);
   ASSERT_GT(good.size(), sizeof(Elf64_Ehdr));
   Elf64_Ehdr header;
   memcpy(&header, good.data(), sizeof header);
@@ -99,8 +89,9 @@ TEST(InstallTest, RefusesDamagedExecutables) {
   for (size_t i = 0; i < damaged.size(); ++i) {
     const std::string path = "/tmp/damaged-" + std::to_string(i);
     writeFile(path, damaged[i]);
-    Command::Result result = Command::run({SMJOBBLESS_PATH, path});
-    EXPECT_EQ(result.status, 1) << "case " << i << ": " << result.output;
+    chmod(path.c_str(), 0755);
+    ProcessResult result = ChildProcess::run({SMJOBBLESS_PATH, path});
+    EXPECT_EQ(result.status, 1) << "case " << i << ": " << result.err;
   }
   EXPECT_TRUE(nothingInstalled());
 }

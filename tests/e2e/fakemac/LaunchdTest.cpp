@@ -7,14 +7,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
-#include <thread>
 
-#include "Command.h"
+#include "ChildProcess.h"
+#include "Eventually.h"
+#include "Files.h"
 #include "ServiceClient.h"
 
 namespace fs = std::filesystem;
@@ -39,18 +38,6 @@ std::set<pid_t> processesRunning(const std::string& program) {
   return pids;
 }
 
-// Polls `done` until it holds; the limit only keeps a broken build from
-// hanging the suite.
-template <typename Predicate>
-bool eventually(Predicate done) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
-}
-
 pid_t pidFromPong(const std::optional<std::string>& reply) {
   if (!reply || reply->rfind("pong ", 0) != 0) return 0;
   return std::stoi(reply->substr(5));
@@ -58,8 +45,7 @@ pid_t pidFromPong(const std::optional<std::string>& reply) {
 
 // State letter and parent pid from /proc/PID/stat; state 0 when gone.
 std::pair<char, pid_t> procStat(pid_t pid) {
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+  std::string text = fileBytes("/proc/" + std::to_string(pid) + "/stat");
   if (text.empty()) return {0, 0};
   std::istringstream fields(text.substr(text.rfind(')') + 2));
   char state = 0;
@@ -68,40 +54,32 @@ std::pair<char, pid_t> procStat(pid_t pid) {
   return {state, parent};
 }
 
+// A signal mask from /proc/PID/status ("SigBlk", "SigCgt", ...); 0 when the process is gone.
+uint64_t signalMask(const std::string& pid, const std::string& field) {
+  std::string status = fileBytes("/proc/" + pid + "/status");
+  size_t at = status.find("\n" + field + ":");
+  return at == std::string::npos ? 0 : std::stoull(status.substr(at + field.size() + 2), nullptr, 16);
+}
+
 // launchd logs an event just after it happened, so possibly after the
 // client has seen its effect.
 bool launchdLogs(const std::string& line) {
-  return eventually([&] {
-    std::ifstream in("/var/log/launchd.log");
-    std::string log((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    return log.find(line) != std::string::npos;
-  });
+  return eventually([&] { return fileBytes("/var/log/launchd.log").find(line) != std::string::npos; });
 }
 
 class OnDemandTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    Command::Result installed = Command::run({SMJOBBLESS_PATH, STUB_PATH});
-    ASSERT_EQ(installed.status, 0) << installed.output;
+    ProcessResult installed = ChildProcess::run({SMJOBBLESS_PATH, STUB_PATH});
+    ASSERT_EQ(installed.status, 0) << installed.err;
   }
 };
 
-TEST(LaunchdTest, IsTheFakeMacsInit) {
-  std::ifstream comm("/proc/1/comm");
-  std::string name;
-  comm >> name;
-  EXPECT_EQ(name, "launchd");
-}
-
 // launchd blocks and ignores signals for itself; what it starts (this test
 // program is its session command) must not inherit that.
-TEST(LaunchdTest, StartsProgramsWithDefaultSignalHandling) {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.rfind("SigBlk:", 0) == 0 || line.rfind("SigIgn:", 0) == 0) {
-      EXPECT_EQ(std::stoull(line.substr(7), nullptr, 16), 0u) << line;
-    }
-  }
+TEST(LaunchdTest, IsTheFakeMacsInitAndStartsProgramsWithDefaultSignalHandling) {
+  EXPECT_EQ(fileBytes("/proc/1/comm"), "launchd\n");
+  for (const char* field : {"SigBlk", "SigIgn"}) EXPECT_EQ(signalMask("self", field), 0u) << field;
 }
 
 TEST_F(OnDemandTest, HoldsTheServiceWithoutStartingTheJob) {
@@ -157,13 +135,13 @@ TEST_F(OnDemandTest, ExitedJobIsStartedAfreshByTheNextConnection) {
 }
 
 TEST_F(OnDemandTest, SecondInstanceCannotTakeTheService) {
-  Command::Result idle = Command::run({STUB_PATH});
-  EXPECT_EQ(idle.status, 3) << idle.output;
-  EXPECT_THAT(idle.output, HasSubstr("taken"));
+  ProcessResult idle = ChildProcess::run({STUB_PATH});
+  EXPECT_EQ(idle.status, 3) << idle.err;
+  EXPECT_THAT(idle.err, HasSubstr("taken"));
 
   ASSERT_GT(pidFromPong(ServiceClient::once(kLabel, "ping")), 0);
-  Command::Result running = Command::run({STUB_PATH});
-  EXPECT_EQ(running.status, 3) << running.output;
+  ProcessResult running = ChildProcess::run({STUB_PATH});
+  EXPECT_EQ(running.status, 3) << running.err;
 }
 
 TEST_F(OnDemandTest, RemovedHelperFailsCleanly) {
@@ -191,8 +169,8 @@ TEST_F(OnDemandTest, RemovedHelperFailsCleanly) {
 TEST_F(OnDemandTest, ReinstalledHelperIsServedAgain) {
   ASSERT_EQ(unlink(kJobPlist.c_str()), 0);
   ASSERT_TRUE(eventually([] { return access(kSocket.c_str(), F_OK) != 0; }));
-  Command::Result installed = Command::run({SMJOBBLESS_PATH, STUB_PATH});
-  ASSERT_EQ(installed.status, 0) << installed.output;
+  ProcessResult installed = ChildProcess::run({SMJOBBLESS_PATH, STUB_PATH});
+  ASSERT_EQ(installed.status, 0) << installed.err;
   EXPECT_GT(pidFromPong(ServiceClient::once(kLabel, "ping")), 0);
 }
 
@@ -203,29 +181,13 @@ TEST(CfprefsdTest, SurvivesHangupLikeTheRealOne) {
   pid_t pid = *running.begin();
   // As on a Mac, a cfprefsd still starting up would die of SIGHUP: wait
   // until it catches the signal.
-  auto catchesHangup = [pid] {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);) {
-      if (line.rfind("SigCgt:", 0) == 0) {
-        return ((std::stoull(line.substr(7), nullptr, 16) >> (SIGHUP - 1)) & 1) != 0;
-      }
-    }
-    return false;
-  };
-  ASSERT_TRUE(eventually(catchesHangup));
+  const std::string process = std::to_string(pid);
+  ASSERT_TRUE(eventually([&] { return (signalMask(process, "SigCgt") >> (SIGHUP - 1)) & 1; }));
 
-  Command::Result hup = Command::run({"/usr/bin/killall", "-HUP", "cfprefsd"});
-  ASSERT_EQ(hup.status, 0) << hup.output;
+  ProcessResult hup = ChildProcess::run({"/usr/bin/killall", "-HUP", "cfprefsd"});
+  ASSERT_EQ(hup.status, 0) << hup.err;
   // Once no signal is pending it has been dealt with, one way or the other.
-  auto pending = [pid] {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string line, masks;
-    while (std::getline(status, line)) {
-      if (line.rfind("SigPnd:", 0) == 0 || line.rfind("ShdPnd:", 0) == 0) masks += line.substr(7);
-    }
-    return masks.find_first_not_of("\t 0") != std::string::npos;
-  };
-  ASSERT_TRUE(eventually([&] { return !pending(); }));
+  ASSERT_TRUE(eventually([&] { return (signalMask(process, "SigPnd") | signalMask(process, "ShdPnd")) == 0; }));
   char state = procStat(pid).first;
   EXPECT_TRUE(state != 0 && state != 'Z') << "cfprefsd died of SIGHUP";
 }

@@ -11,40 +11,29 @@
 #include <string>
 #include <vector>
 
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "ChildProcess.h"
+#include "FakeMac.h"
 #include "XpcTestClient.h"
 
-extern const char kPreferencesPlist[];
 
-// Network services of the fake Mac, by location.
-extern const char kAutomaticEthernet[];  // en0, manual IPv6
-extern const char kAutomaticWiFi[];      // en1
-extern const char kOfficeEthernet[];     // manual HTTP and HTTPS proxies
-extern const char kOfficeSetPath[];
-
-// One request argument, typed as the helper reads it.
-struct Arg {
-  Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
-  Arg(const char* key, std::string value) : key(key), type(XPC_TYPE_STRING), text(std::move(value)) {}
-  Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
-  Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
-  std::string key;
-  xpc_type_t type;
-  std::string text;
-  int64_t number = 0;
-  bool flag = false;
-};
-
-xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args);
+bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 
 class HelperSession {
  public:
   HelperSession();
 
   xpc::XpcRef send(const std::string& command, const std::vector<Arg>& args = {});
+  // Whether the reply is {"Response": "Boolean", "Success": true}.
+  bool succeeds(const std::string& command, const std::vector<Arg>& args = {});
+  // Whether the reply is exactly {"Response": "Boolean", "Success": false}.
+  bool fails(const std::string& command, const std::vector<Arg>& args = {});
+  // The "Error" of an error reply, else "".
+  std::string error(const std::string& command, const std::vector<Arg>& args = {});
   // The log lines of the requests since the last look.
   std::vector<LogLine> lines() { return client_->takeLogLines(); }
+  // Whether exactly this line came since the last look; forgets them all.
+  bool logged(int64_t level, const std::string& text) { return contains(lines(), {level, text}); }
   bool running() { return helper_->running(); }
   // Kills the helper and starts a fresh one with a fresh client.
   void restart();
@@ -58,26 +47,22 @@ class HelperSession {
   std::unique_ptr<XpcTestClient> client_;
 };
 
-bool isSuccess(xpc_object_t reply);  // {"Response": "Boolean", "Success": true}
-bool isFailure(xpc_object_t reply);  // {"Response": "Boolean", "Success": false}
-std::string errorText(xpc_object_t reply);  // "Error" of an error reply, else ""
-bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 
 // A property-list file as it is on disk now.
 class Plist {
  public:
-  explicit Plist(const std::string& path);
+  explicit Plist(const std::string& path) : root_(readPropertyList(path)) {}
   bool loaded() const { return static_cast<bool>(root_); }
   // The value at a path of dictionary keys, or null.
-  CFTypeRef at(std::initializer_list<std::string> keys) const;
-  std::set<std::string> keysAt(std::initializer_list<std::string> keys) const;
+  CFTypeRef at(std::initializer_list<std::string> keys) const { return valueAt(root_.get(), keys); }
+  std::set<std::string> keysAt(std::initializer_list<std::string> keys) const {
+    std::vector<std::string> names = keysOf(at(keys));
+    return std::set<std::string>(names.begin(), names.end());
+  }
   // -1 when absent or not a number.
   long long intAt(std::initializer_list<std::string> keys) const;
-  std::string stringAt(std::initializer_list<std::string> keys) const;
+  std::string stringAt(std::initializer_list<std::string> keys) const { return utf8(at(keys)); }
 
  private:
   xpc::CFRef<CFPropertyListRef> root_;
 };
-
-std::string fileBytes(const std::string& path);
-void writeFile(const std::string& path, const std::string& bytes);

@@ -17,13 +17,12 @@ long long portOf(const char* service) {
 
 TEST(ReliabilityTest, AKilledCommitLeavesThePreferencesWhollyOldOrWhollyNew) {
   HelperSession helper;
-  long long committed = portOf(kAutomaticEthernet);
+  long long committed = portOf(kEthernet);
   ASSERT_EQ(committed, -1);
   for (int round = 0; round < 32; ++round) {
     const int port = 2000 + round;
-    xpc::XpcRef request = makeRequest("proxysetmanualserver", {{"Uuid", kAutomaticEthernet},
-                                                               {"NewValue", "kill.example"},
-                                                               {"Port", port}});
+    auto request =
+        makeRequest("proxysetmanualserver", {{"Uuid", kEthernet}, {"NewValue", "kill.example"}, {"Port", port}});
     helper.client().sendWithoutReply(request.get());
     // Spread the kills over the command's run (about a millisecond).
     usleep(static_cast<useconds_t>(round * 60));
@@ -32,28 +31,24 @@ TEST(ReliabilityTest, AKilledCommitLeavesThePreferencesWhollyOldOrWhollyNew) {
 
     Plist after(kPreferencesPlist);
     ASSERT_TRUE(after.loaded()) << "round " << round;
-    long long found = portOf(kAutomaticEthernet);
+    long long found = portOf(kEthernet);
     EXPECT_TRUE(found == committed || found == port) << "round " << round << ": " << found;
     if (found == port) {
-      EXPECT_EQ(after.stringAt({"NetworkServices", kAutomaticEthernet, "Proxies", "HTTPProxy"}),
-                "kill.example");
+      EXPECT_EQ(after.stringAt({"NetworkServices", kEthernet, "Proxies", "HTTPProxy"}), "kill.example");
     }
-    EXPECT_EQ(after.stringAt({"NetworkServices", kOfficeEthernet, "Proxies", "HTTPSProxy"}),
-              "proxy.corp.example");
+    EXPECT_EQ(after.stringAt({"NetworkServices", kOfficeEthernet, "Proxies", "HTTPSProxy"}), "proxy.corp.example");
     committed = found;
     helper.restart();
   }
   // And the helper still works on what was left.
-  EXPECT_TRUE(isSuccess(helper.send("proxysetmanualserver", {{"Uuid", kAutomaticEthernet},
-                                                             {"NewValue", "after.example"},
-                                                             {"Port", 1}}).get()));
-  EXPECT_EQ(portOf(kAutomaticEthernet), 1);
+  EXPECT_TRUE(
+      helper.succeeds("proxysetmanualserver", {{"Uuid", kEthernet}, {"NewValue", "after.example"}, {"Port", 1}}));
+  EXPECT_EQ(portOf(kEthernet), 1);
 }
 
 TEST(ReliabilityTest, ConcurrentWritersNeverLoseAChangeTheyReportedMade) {
   HelperSession helper;
-  const char* services[] = {kAutomaticWiFi, "6681F971-0F45-4AF9-BD04-72F2660C8E85",
-                            kOfficeEthernet, "2077CEBC-D428-42C3-8B87-7B895755D47E"};
+  const char* services[] = {kWiFi, kBridge, kOfficeEthernet, kOfficeWiFi};
   for (int round = 0; round < 5; ++round) {
     std::vector<std::unique_ptr<ChildProcess>> writers;
     for (int i = 0; i < 4; ++i) {
@@ -62,10 +57,8 @@ TEST(ReliabilityTest, ConcurrentWritersNeverLoseAChangeTheyReportedMade) {
           std::to_string(100 * round + i)}));
     }
     const int helperPort = 100 * round + 50;
-    bool helperMadeIt = isSuccess(helper.send("proxysetmanualserver", {{"Uuid", kAutomaticEthernet},
-                                                                       {"NewValue", "helper.example"},
-                                                                       {"Port", helperPort}})
-                                      .get());
+    bool helperMadeIt = helper.succeeds(
+        "proxysetmanualserver", {{"Uuid", kEthernet}, {"NewValue", "helper.example"}, {"Port", helperPort}});
     int made = helperMadeIt ? 1 : 0;
     for (int i = 0; i < 4; ++i) {
       int status = writers[i]->wait();
@@ -75,10 +68,9 @@ TEST(ReliabilityTest, ConcurrentWritersNeverLoseAChangeTheyReportedMade) {
         EXPECT_EQ(portOf(services[i]), 100 * round + i) << "round " << round << " writer " << i;
       }
     }
-    if (helperMadeIt) EXPECT_EQ(portOf(kAutomaticEthernet), helperPort) << "round " << round;
+    if (helperMadeIt) EXPECT_EQ(portOf(kEthernet), helperPort) << "round " << round;
     if (!helperMadeIt) {
-      EXPECT_TRUE(contains(helper.lines(),
-                           {4, "Unable to get a write lock for the configuration settings!"}));
+      EXPECT_TRUE(helper.logged(4, "Unable to get a write lock for the configuration settings!"));
     }
     EXPECT_GE(made, 1) << "round " << round;
     ASSERT_TRUE(Plist(kPreferencesPlist).loaded());
@@ -90,36 +82,34 @@ TEST(ReliabilityTest, BrokenOrMissingPreferenceFilesFailCleanly) {
   const char kFirewallPlist[] = "/Library/Preferences/com.apple.alf.plist";
   const char kUpdatePlist[] = "/Library/Preferences/com.apple.SoftwareUpdate.plist";
 
-  writeFile(kFirewallPlist, "<?xml version=\"1.0\"?><plist><dict><key>globalstate");
-  EXPECT_TRUE(isFailure(helper.send("changefirewallstate", {{"Enabled", 1}}).get()));
-  EXPECT_TRUE(contains(helper.lines(), {4, "Unable to load the firewall settings!"}));
-  writeFile(kFirewallPlist, "<?xml version=\"1.0\"?><plist><array/></plist>");
-  EXPECT_TRUE(isFailure(helper.send("changefirewallstate", {{"Enabled", 1}}).get()));
-  EXPECT_TRUE(contains(helper.lines(), {4, "Unable to load the firewall settings!"}));
-  EXPECT_EQ(fileBytes(kFirewallPlist), "<?xml version=\"1.0\"?><plist><array/></plist>");
+  for (const char* broken : {"<?xml version=\"1.0\"?><plist><dict><key>globalstate",
+                             "<?xml version=\"1.0\"?><plist><array/></plist>"}) {
+    writeFile(kFirewallPlist, broken);
+    EXPECT_TRUE(helper.fails("changefirewallstate", {{"Enabled", 1}}));
+    EXPECT_TRUE(helper.logged(4, "Unable to load the firewall settings!"));
+    EXPECT_EQ(fileBytes(kFirewallPlist), broken);
+  }
 
   ASSERT_EQ(unlink(kUpdatePlist), 0);
-  EXPECT_TRUE(isFailure(helper.send("changeupdatechecksettings", {{"Enable", true}}).get()));
-  EXPECT_TRUE(contains(helper.lines(), {4, "Unable to load the software update settings!"}));
+  EXPECT_TRUE(helper.fails("changeupdatechecksettings", {{"Enable", true}}));
+  EXPECT_TRUE(helper.logged(4, "Unable to load the software update settings!"));
   EXPECT_NE(access(kUpdatePlist, F_OK), 0) << "not created";
 
   const std::string garbage = "this is not a property list";
   writeFile(kPreferencesPlist, garbage);
   for (const char* command : {"proxysetmanualserver", "setipv6toautomatic", "proxydisable"}) {
-    EXPECT_TRUE(isFailure(helper.send(command, {{"Uuid", kAutomaticEthernet},
-                                                {"NewValue", "p.example"}}).get()))
-        << command;
+    EXPECT_TRUE(helper.fails(command, {{"Uuid", kEthernet}, {"NewValue", "p.example"}})) << command;
     std::vector<LogLine> lines = helper.lines();
     EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const LogLine& l) { return l.level == 4; }))
         << command;
   }
-  EXPECT_EQ(errorText(helper.send("addnetworklocation", {{"Location", "Travel"}}).get()),
+  EXPECT_EQ(helper.error("addnetworklocation", {{"Location", "Travel"}}),
             "Unable to create the network location 'Travel'!");
-  EXPECT_TRUE(isFailure(helper.send("dhcprenew", {{"InterfaceName", "en0"}}).get()));
+  EXPECT_TRUE(helper.fails("dhcprenew", {{"InterfaceName", "en0"}}));
   EXPECT_EQ(fileBytes(kPreferencesPlist), garbage);
 
   ASSERT_EQ(unlink(kPreferencesPlist), 0);
-  EXPECT_TRUE(isFailure(helper.send("proxydisable", {{"Uuid", kAutomaticEthernet}}).get()));
+  EXPECT_TRUE(helper.fails("proxydisable", {{"Uuid", kEthernet}}));
   EXPECT_TRUE(helper.running());
 }
 

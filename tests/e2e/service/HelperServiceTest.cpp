@@ -24,7 +24,7 @@ bool contains(const std::vector<LogLine>& lines, const std::string& text) {
   return std::any_of(lines.begin(), lines.end(), [&](const LogLine& l) { return l.text == text; });
 }
 
-TEST_F(HelperServiceTest, PingAndVersionWithTheGreetingFirst) {
+TEST_F(HelperServiceTest, PingIsAnsweredAndLoggedAfterTheGreeting) {
   XpcTestClient client(kLabel);
   // The helper resumes a new peer before it attaches the log stream and
   // greets, so lines of a request sent at once could fall before the greeting
@@ -40,14 +40,6 @@ TEST_F(HelperServiceTest, PingAndVersionWithTheGreetingFirst) {
                                 {5, "Handling ping.."},
                                 {5, "Created ping result."}};
   EXPECT_EQ(client.takeLogLines(), expected);
-
-  xpc::XpcRef version = client.sendCommand("getversion");
-  EXPECT_EQ(replyString(version.get(), "Response"), "5.0.528");
-  std::vector<LogLine> lines = client.takeLogLines();
-  ASSERT_GE(lines.size(), 2u);
-  EXPECT_EQ(lines[0], (LogLine{5, "Sent response."}));
-  EXPECT_EQ(lines[1], (LogLine{5, "Freed memory."}));
-  EXPECT_TRUE(contains(lines, "Handling 'get version' request."));
 }
 
 TEST_F(HelperServiceTest, ASecondClientTakesTheLogStreamWhileTheFirstKeepsItsReplies) {
@@ -72,16 +64,6 @@ TEST_F(HelperServiceTest, ASecondClientTakesTheLogStreamWhileTheFirstKeepsItsRep
   EXPECT_TRUE(contains(second.logLines(), "Got command : getversion"));
 }
 
-TEST_F(HelperServiceTest, AClientThatGoesAwayDoesNotStopTheHelper) {
-  {
-    XpcTestClient client(kLabel);
-    client.sendCommand("ping");
-  }
-  XpcTestClient next(kLabel);
-  EXPECT_EQ(replyString(next.sendCommand("ping").get(), "Response"), "pong");
-  EXPECT_TRUE(helper.running());
-}
-
 TEST_F(HelperServiceTest, AMessageThatIsNotADictionaryGetsNoReply) {
   XpcTestClient client(kLabel);
   client.sendCommand("ping");
@@ -97,35 +79,6 @@ TEST_F(HelperServiceTest, AMessageThatIsNotADictionaryGetsNoReply) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(),
                        LogLine{5, "Unexpected type of data passed to our service handler!!!"}),
             2);
-  EXPECT_TRUE(helper.running());
-}
-
-TEST_F(HelperServiceTest, TerminateEndsTheHelperWithStatusZeroAndNoReply) {
-  XpcTestClient client(kLabel);
-  xpc::XpcRef reply = client.sendCommand("terminate");
-  EXPECT_EQ(reply.get(), XPC_ERROR_CONNECTION_INTERRUPTED) << "no reply, the connection ended";
-  EXPECT_EQ(helper.wait(), 0);
-}
-
-TEST_F(HelperServiceTest, CapitalisedTerminateIsAnUnknownCommand) {
-  XpcTestClient client(kLabel);
-  xpc::XpcRef reply = client.sendCommand("Terminate");
-  EXPECT_EQ(replyString(reply.get(), "Error"), "Unknown/Invalid command!");
-  EXPECT_TRUE(helper.running());
-}
-
-TEST_F(HelperServiceTest, ARequestWithoutCommandGetsTheNullError) {
-  XpcTestClient client(kLabel);
-  xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
-  xpc_dictionary_set_string(request.get(), "Uuid", "whatever");
-  xpc::XpcRef reply = client.send(request.get());
-  EXPECT_EQ(replyString(reply.get(), "Response"), "error");
-  EXPECT_EQ(replyString(reply.get(), "Error"), "Command value was NULL!");
-}
-
-TEST_F(HelperServiceTest, ASecondInstanceCannotTakeTheServiceAndExitsWithOne) {
-  ChildProcess second({MACHELPER_HELPER_PATH});
-  EXPECT_EQ(second.wait(), 1);
   EXPECT_TRUE(helper.running());
 }
 

@@ -7,20 +7,8 @@ namespace {
 
 using CFCollections = CFTest;
 
-xpc::CFRef<CFMutableDictionaryRef> mutableDictionary() {
-  return adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-}
-
-std::vector<std::string> keysInOrder(CFDictionaryRef dictionary) {
-  std::vector<const void *> keys(static_cast<size_t>(CFDictionaryGetCount(dictionary)));
-  CFDictionaryGetKeysAndValues(dictionary, keys.data(), nullptr);
-  std::vector<std::string> names;
-  for (const void *key : keys) names.push_back(utf8(static_cast<CFStringRef>(key)));
-  return names;
-}
-
 TEST_F(CFCollections, AddSetAndReplaceDifferOnExistingKeys) {
-  auto dictionary = mutableDictionary();
+  auto dictionary = cfdictionary();
   auto first = cfstring("first"), second = cfstring("second");
   CFDictionaryAddValue(dictionary.get(), CFSTR("key"), first.get());
   CFDictionaryAddValue(dictionary.get(), CFSTR("key"), second.get());
@@ -48,12 +36,12 @@ TEST_F(CFCollections, AddSetAndReplaceDifferOnExistingKeys) {
 }
 
 TEST_F(CFCollections, DictionariesEnumerateInInsertionOrder) {
-  auto dictionary = mutableDictionary();
+  auto dictionary = cfdictionary();
   for (const char *name : {"zulu", "alpha", "mike", "echo"}) CFDictionarySetValue(dictionary.get(), cfstring(name).get(), kCFNull);
   CFDictionaryRemoveValue(dictionary.get(), CFSTR("alpha"));
   CFDictionarySetValue(dictionary.get(), CFSTR("alpha"), kCFBooleanTrue);
   CFDictionarySetValue(dictionary.get(), CFSTR("zulu"), kCFBooleanFalse);
-  EXPECT_EQ(keysInOrder(dictionary.get()), (std::vector<std::string>{"zulu", "mike", "echo", "alpha"}));
+  EXPECT_EQ(keysOf(dictionary.get()), (std::vector<std::string>{"zulu", "mike", "echo", "alpha"}));
 
   std::vector<std::string> applied;
   CFDictionaryApplyFunction(
@@ -62,13 +50,13 @@ TEST_F(CFCollections, DictionariesEnumerateInInsertionOrder) {
         static_cast<std::vector<std::string> *>(context)->push_back(utf8(static_cast<CFStringRef>(key)));
       },
       &applied);
-  EXPECT_EQ(applied, keysInOrder(dictionary.get()));
+  EXPECT_EQ(applied, keysOf(dictionary.get()));
   auto copy = adopt(CFDictionaryCreateCopy(nullptr, dictionary.get()));
-  EXPECT_EQ(keysInOrder(copy.get()), applied);
+  EXPECT_EQ(keysOf(copy.get()), applied);
 }
 
 TEST_F(CFCollections, MutableCopiesAreIndependentShallowCopies) {
-  auto original = mutableDictionary();
+  auto original = cfdictionary();
   auto proxy = cfstring("proxy.corp.example");
   CFDictionarySetValue(original.get(), CFSTR("HTTPProxy"), proxy.get());
   auto copy = adopt(CFDictionaryCreateMutableCopy(nullptr, 0, original.get()));
@@ -88,7 +76,7 @@ TEST_F(CFCollections, MutableCopiesAreIndependentShallowCopies) {
 }
 
 TEST_F(CFCollections, EqualityIgnoresDictionaryOrderButNotArrayOrder) {
-  auto a = mutableDictionary(), b = mutableDictionary();
+  auto a = cfdictionary(), b = cfdictionary();
   CFDictionarySetValue(a.get(), CFSTR("x"), cfnumber(1LL).get());
   CFDictionarySetValue(a.get(), CFSTR("y"), cfnumber(2.0).get());
   CFDictionarySetValue(b.get(), cfstring("y").get(), cfnumber(2LL).get());

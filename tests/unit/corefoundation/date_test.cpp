@@ -11,53 +11,37 @@ constexpr const char *kPacific = "PST8PDT,M3.2.0,M11.1.0";
 constexpr CFAbsoluteTime kSaturdayAfternoon = 816991500;  // 2026-11-21 14:05:00 PST
 constexpr CFAbsoluteTime kJustAfterMidnight = 804841230;  // 2026-07-04 00:00:30 PDT
 
+// Each test program runs in a fake Mac of its own, whose zone no other test reads.
 class CFDateTest : public CFTest {
  protected:
   void SetUp() override {
-    CFTest::SetUp();
-    const char *zone = std::getenv("TZ");
-    if (zone) savedZone_ = zone;
-    hadZone_ = zone != nullptr;
     setenv("TZ", kPacific, 1);
     tzset();
   }
-  void TearDown() override {
-    if (hadZone_) {
-      setenv("TZ", savedZone_.c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
-    tzset();
-    CFTest::TearDown();
-  }
 
   std::string format(CFDateFormatterStyle dateStyle, CFDateFormatterStyle timeStyle, CFAbsoluteTime at) {
-    auto locale = adopt(CFLocaleCopyCurrent());
-    auto formatter = adopt(CFDateFormatterCreate(nullptr, locale.get(), dateStyle, timeStyle));
+    auto formatter = adopt(CFDateFormatterCreate(nullptr, adopt(CFLocaleCopyCurrent()).get(), dateStyle, timeStyle));
     auto date = adopt(CFDateCreate(nullptr, at));
     return utf8(adopt(CFDateFormatterCreateStringWithDate(nullptr, formatter.get(), date.get())).get());
   }
-
- private:
-  std::string savedZone_;
-  bool hadZone_ = false;
 };
 
-TEST_F(CFDateTest, ShortStyleIsUSEnglishInTheLocalZone) {
-  EXPECT_EQ(format(kCFDateFormatterShortStyle, kCFDateFormatterShortStyle, kSaturdayAfternoon),
-            "11/21/26, 2:05\u202FPM");
-  EXPECT_EQ(format(kCFDateFormatterShortStyle, kCFDateFormatterShortStyle, kJustAfterMidnight),
-            "7/4/26, 12:00\u202FAM");
-  EXPECT_EQ(format(kCFDateFormatterShortStyle, kCFDateFormatterNoStyle, kSaturdayAfternoon), "11/21/26");
-  EXPECT_EQ(format(kCFDateFormatterNoStyle, kCFDateFormatterShortStyle, kSaturdayAfternoon), "2:05\u202FPM");
-}
-
-TEST_F(CFDateTest, LongerStyles) {
-  EXPECT_EQ(format(kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle, kJustAfterMidnight),
-            "Jul 4, 2026, 12:00:30\u202FAM");
-  EXPECT_EQ(format(kCFDateFormatterLongStyle, kCFDateFormatterNoStyle, kSaturdayAfternoon), "November 21, 2026");
-  EXPECT_EQ(format(kCFDateFormatterFullStyle, kCFDateFormatterShortStyle, kSaturdayAfternoon),
-            "Saturday, November 21, 2026 at 2:05\u202FPM");
+TEST_F(CFDateTest, StylesAreUSEnglishInTheLocalZone) {
+  const CFDateFormatterStyle none = kCFDateFormatterNoStyle, shortStyle = kCFDateFormatterShortStyle;
+  const struct {
+    CFDateFormatterStyle date, time;
+    CFAbsoluteTime at;
+    const char* text;
+  } cases[] = {
+      {shortStyle, shortStyle, kSaturdayAfternoon, "11/21/26, 2:05\u202FPM"},
+      {shortStyle, shortStyle, kJustAfterMidnight, "7/4/26, 12:00\u202FAM"},
+      {shortStyle, none, kSaturdayAfternoon, "11/21/26"},
+      {none, shortStyle, kSaturdayAfternoon, "2:05\u202FPM"},
+      {kCFDateFormatterMediumStyle, kCFDateFormatterMediumStyle, kJustAfterMidnight, "Jul 4, 2026, 12:00:30\u202FAM"},
+      {kCFDateFormatterLongStyle, none, kSaturdayAfternoon, "November 21, 2026"},
+      {kCFDateFormatterFullStyle, shortStyle, kSaturdayAfternoon, "Saturday, November 21, 2026 at 2:05\u202FPM"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(format(c.date, c.time, c.at), c.text);
 }
 
 TEST_F(CFDateTest, DatesAndTheCurrentTime) {

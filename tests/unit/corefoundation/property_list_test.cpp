@@ -1,28 +1,37 @@
-#include <cmath>
-#include <fstream>
-#include <iterator>
 #include <unistd.h>
 
 #include "CFTestSupport.h"
 
 namespace {
 
+// A value of a mutable property list, to edit in place.
+template <typename T>
+T mut(CFTypeRef value) {
+  return static_cast<T>(const_cast<void *>(value));
+}
+
 using CFPropertyListTest = CFTest;
 using CFPropertyListDeathTest = CFTest;
 
 xpc::CFRef<CFDataRef> fixture(const char *name) {
-  std::ifstream file(std::string(MACHELPER_SOURCE_DIR "/tests/unit/corefoundation/fixtures/") + name, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  std::string bytes = fileBytes(std::string(MACHELPER_SOURCE_DIR "/tests/unit/corefoundation/fixtures/") + name);
   EXPECT_FALSE(bytes.empty()) << name;
-  return adopt(CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(bytes.data()), static_cast<CFIndex>(bytes.size())));
+  return cfdata(bytes);
 }
 
-xpc::CFRef<CFDataRef> bytes(const std::string &text) {
-  return adopt(CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(text.data()), static_cast<CFIndex>(text.size())));
+// The property list in `data`, or null (with the error in the test's output).
+xpc::CFRef<CFPropertyListRef> parse(CFDataRef data, CFOptionFlags options, CFPropertyListFormat *format = nullptr) {
+  CFErrorRef error = nullptr;
+  auto plist = adopt(CFPropertyListCreateWithData(nullptr, data, options, format, &error));
+  EXPECT_TRUE(plist) << description(error);
+  return plist;
 }
 
-CFTypeRef at(CFTypeRef dictionary, const char *key) {
-  return CFDictionaryGetValue(static_cast<CFDictionaryRef>(dictionary), cfstring(key).get());
+xpc::CFRef<CFDataRef> serialize(CFPropertyListRef plist, CFPropertyListFormat format) {
+  CFErrorRef error = nullptr;
+  auto data = adopt(CFPropertyListCreateData(nullptr, plist, format, 0, &error));
+  EXPECT_TRUE(data) << description(error);
+  return data;
 }
 
 long long integer(CFTypeRef number) {
@@ -33,27 +42,23 @@ long long integer(CFTypeRef number) {
 
 TEST_F(CFPropertyListTest, XmlPreferencesEditedAndSavedAsBinaryReadBackEqual) {
   CFPropertyListFormat format = 0;
-  CFErrorRef error = nullptr;
-  auto plist = adopt(CFPropertyListCreateWithData(nullptr, fixture("network-preferences.plist").get(),
-                                                  kCFPropertyListMutableContainersAndLeaves, &format, &error));
-  ASSERT_TRUE(plist) << description(error);
+  auto plist = parse(fixture("network-preferences.plist").get(), kCFPropertyListMutableContainersAndLeaves, &format);
+  ASSERT_TRUE(plist);
   EXPECT_EQ(format, kCFPropertyListXMLFormat_v1_0);
-  EXPECT_EQ(integer(at(plist.get(), "__VERSION__")), 20191120);
-  EXPECT_EQ(utf8(static_cast<CFStringRef>(at(at(at(plist.get(), "System"), "System"), "ComputerName"))),
-            "Studio Mac & Co");
+  EXPECT_EQ(integer(valueAt(plist.get(), "__VERSION__")), 20191120);
+  EXPECT_EQ(utf8(valueAt(plist.get(), {"System", "System", "ComputerName"})), "Studio Mac & Co");
 
   // Containers and leaves can be edited in place.
-  CFTypeRef service = at(at(plist.get(), "NetworkServices"), "0F3B2A91-6C4E-4D8B-A7F2-5E19C0D4B8A6");
-  CFStringAppend(static_cast<CFMutableStringRef>(const_cast<void *>(at(service, "UserDefinedName"))),
-                 CFSTR(" (Office)"));
-  auto proxies = static_cast<CFMutableDictionaryRef>(const_cast<void *>(at(service, "Proxies")));
-  CFArrayAppendValue(static_cast<CFMutableArrayRef>(const_cast<void *>(at(proxies, "ExceptionsList"))),
-                     CFSTR("*.corp.example"));
+  const char *wifi = "0F3B2A91-6C4E-4D8B-A7F2-5E19C0D4B8A6";
+  CFTypeRef service = valueAt(plist.get(), {"NetworkServices", wifi});
+  CFStringAppend(mut<CFMutableStringRef>(valueAt(service, "UserDefinedName")), CFSTR(" (Office)"));
+  auto proxies = mut<CFMutableDictionaryRef>(valueAt(service, "Proxies"));
+  CFArrayAppendValue(mut<CFMutableArrayRef>(valueAt(proxies, "ExceptionsList")), CFSTR("*.corp.example"));
   CFDictionarySetValue(proxies, CFSTR("HTTPEnable"), cfnumber(1LL).get());
   CFDictionarySetValue(proxies, CFSTR("HTTPProxy"), CFSTR("proxy.corp.example"));
   CFDictionarySetValue(proxies, CFSTR("HTTPPort"), cfnumber(8080LL).get());
 
-  auto root = static_cast<CFMutableDictionaryRef>(const_cast<void *>(plist.get()));
+  auto root = mut<CFMutableDictionaryRef>(plist.get());
   CFDictionarySetValue(root, CFSTR("LastModified"), adopt(CFDateCreate(nullptr, CFAbsoluteTimeGetCurrent())).get());
   CFDictionarySetValue(root, CFSTR("Created"), adopt(CFDateCreate(nullptr, -0.25)).get());
   CFDictionarySetValue(root, CFSTR("Expires"), adopt(CFDateCreate(nullptr, 6.3e9 + 0.125)).get());
@@ -61,51 +66,43 @@ TEST_F(CFPropertyListTest, XmlPreferencesEditedAndSavedAsBinaryReadBackEqual) {
   CFDictionarySetValue(root, CFSTR("Offset"), cfnumber(-28800LL).get());
   CFDictionarySetValue(root, CFSTR("Quota"), cfnumber(1LL << 40).get());
   CFDictionarySetValue(root, CFSTR("Managed"), kCFBooleanTrue);
-  CFDictionarySetValue(root, CFSTR("Token"), bytes(std::string("\x00\x01\xfe\xff", 4)).get());
+  CFDictionarySetValue(root, CFSTR("Token"), cfdata(std::string("\x00\x01\xfe\xff", 4)).get());
 
-  auto binary = adopt(CFPropertyListCreateData(nullptr, plist.get(), kCFPropertyListBinaryFormat_v1_0, 0, &error));
-  ASSERT_TRUE(binary) << description(error);
+  auto binary = serialize(plist.get(), kCFPropertyListBinaryFormat_v1_0);
+  ASSERT_TRUE(binary);
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(CFDataGetBytePtr(binary.get())), 8), "bplist00");
 
-  auto reread = adopt(CFPropertyListCreateWithData(nullptr, binary.get(), kCFPropertyListImmutable, &format, &error));
-  ASSERT_TRUE(reread) << description(error);
+  auto reread = parse(binary.get(), kCFPropertyListImmutable, &format);
+  ASSERT_TRUE(reread);
   EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);
   EXPECT_TRUE(CFEqual(reread.get(), plist.get())) << description(reread.get());
-  EXPECT_EQ(utf8(static_cast<CFStringRef>(at(at(at(reread.get(), "NetworkServices"),
-                                              "0F3B2A91-6C4E-4D8B-A7F2-5E19C0D4B8A6"),
-                                           "UserDefinedName"))),
-            "Wi-Fi (Office)");
+  EXPECT_EQ(utf8(valueAt(reread.get(), {"NetworkServices", wifi, "UserDefinedName"})), "Wi-Fi (Office)");
 }
 
 TEST_F(CFPropertyListTest, BinaryFixtureYieldsEveryValueType) {
-  CFErrorRef error = nullptr;
   CFPropertyListFormat format = 0;
-  auto plist = adopt(CFPropertyListCreateWithData(nullptr, fixture("loginwindow.plist").get(),
-                                                  kCFPropertyListMutableContainersAndLeaves, &format, &error));
-  ASSERT_TRUE(plist) << description(error);
+  auto plist = parse(fixture("loginwindow.plist").get(), kCFPropertyListMutableContainersAndLeaves, &format);
+  ASSERT_TRUE(plist);
   EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);
-  EXPECT_EQ(utf8(static_cast<CFStringRef>(at(plist.get(), "lastUserName"))), "jappleseed");
-  EXPECT_EQ(at(plist.get(), "GuestEnabled"), kCFBooleanFalse);
-  EXPECT_EQ(at(plist.get(), "SHOWFULLNAME"), kCFBooleanTrue);
-  EXPECT_EQ(integer(at(plist.get(), "idleTime")), 1200);
-  EXPECT_EQ(integer(at(plist.get(), "TimeZoneOffset")), -28800);
-  EXPECT_EQ(integer(at(plist.get(), "DiskQuotaBytes")), 1LL << 40);
+  EXPECT_EQ(utf8(valueAt(plist.get(), "lastUserName")), "jappleseed");
+  EXPECT_EQ(valueAt(plist.get(), "GuestEnabled"), kCFBooleanFalse);
+  EXPECT_EQ(valueAt(plist.get(), "SHOWFULLNAME"), kCFBooleanTrue);
+  EXPECT_EQ(integer(valueAt(plist.get(), "idleTime")), 1200);
+  EXPECT_EQ(integer(valueAt(plist.get(), "TimeZoneOffset")), -28800);
+  EXPECT_EQ(integer(valueAt(plist.get(), "DiskQuotaBytes")), 1LL << 40);
   double delay = 0;
-  CFNumberGetValue(static_cast<CFNumberRef>(at(plist.get(), "askForPasswordDelay")), kCFNumberDoubleType, &delay);
+  CFNumberGetValue(static_cast<CFNumberRef>(valueAt(plist.get(), "askForPasswordDelay")), kCFNumberDoubleType, &delay);
   EXPECT_EQ(delay, 5.5);
-  EXPECT_EQ(CFDateGetAbsoluteTime(static_cast<CFDateRef>(at(plist.get(), "LastLogout"))), 795173213.589793);
-  EXPECT_EQ(utf8(static_cast<CFStringRef>(at(plist.get(), "LoginwindowText"))),
-            "Property of Example Corp \u2014 call x4357");
-  EXPECT_TRUE(CFEqual(at(plist.get(), "BackgroundColor"), bytes(std::string("\x1f\x2e\x3d\x00\xff", 5)).get()));
-  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(at(plist.get(), "HiddenUsersList"))), 2);
-  EXPECT_EQ(utf8(static_cast<CFStringRef>(at(at(plist.get(), "ScreenSaver"), "moduleName"))), "Flurry");
+  EXPECT_EQ(CFDateGetAbsoluteTime(static_cast<CFDateRef>(valueAt(plist.get(), "LastLogout"))), 795173213.589793);
+  EXPECT_EQ(utf8(valueAt(plist.get(), "LoginwindowText")), "Property of Example Corp \u2014 call x4357");
+  EXPECT_TRUE(CFEqual(valueAt(plist.get(), "BackgroundColor"), cfdata(std::string("\x1f\x2e\x3d\x00\xff", 5)).get()));
+  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(valueAt(plist.get(), "HiddenUsersList"))), 2);
+  EXPECT_EQ(utf8(valueAt(plist.get(), {"ScreenSaver", "moduleName"})), "Flurry");
 
   // XML keeps dates to the second, as the Mac's writer does; everything else survives.
-  auto xml = adopt(CFPropertyListCreateData(nullptr, plist.get(), kCFPropertyListXMLFormat_v1_0, 0, &error));
-  ASSERT_TRUE(xml) << description(error);
-  auto fromXml = adopt(CFPropertyListCreateWithData(nullptr, xml.get(), kCFPropertyListImmutable, nullptr, &error));
-  ASSERT_TRUE(fromXml) << description(error);
-  EXPECT_EQ(CFDateGetAbsoluteTime(static_cast<CFDateRef>(at(fromXml.get(), "LastLogout"))), 795173213.0);
+  auto fromXml = parse(serialize(plist.get(), kCFPropertyListXMLFormat_v1_0).get(), kCFPropertyListImmutable);
+  ASSERT_TRUE(fromXml);
+  EXPECT_EQ(CFDateGetAbsoluteTime(static_cast<CFDateRef>(valueAt(fromXml.get(), "LastLogout"))), 795173213.0);
   auto withoutDates = [](CFTypeRef dictionary) {
     auto copy = adopt(CFDictionaryCreateMutableCopy(nullptr, 0, static_cast<CFDictionaryRef>(dictionary)));
     CFDictionaryRemoveValue(copy.get(), CFSTR("LastLogout"));
@@ -114,26 +111,19 @@ TEST_F(CFPropertyListTest, BinaryFixtureYieldsEveryValueType) {
   EXPECT_TRUE(CFEqual(withoutDates(fromXml.get()).get(), withoutDates(plist.get()).get()));
 
   // Leaves are mutable too; the edited list survives a binary round trip.
-  CFDataAppendBytes(static_cast<CFMutableDataRef>(const_cast<void *>(at(plist.get(), "BackgroundColor"))),
+  CFDataAppendBytes(mut<CFMutableDataRef>(valueAt(plist.get(), "BackgroundColor")),
                     reinterpret_cast<const UInt8 *>("\x80"), 1);
-  CFArrayAppendValue(static_cast<CFMutableArrayRef>(const_cast<void *>(at(plist.get(), "HiddenUsersList"))),
-                     CFSTR("support"));
-  CFDictionarySetValue(static_cast<CFMutableDictionaryRef>(const_cast<void *>(at(plist.get(), "ScreenSaver"))),
-                       CFSTR("idleTime"), cfnumber(300LL).get());
-  auto binary = adopt(CFPropertyListCreateData(nullptr, plist.get(), kCFPropertyListBinaryFormat_v1_0, 0, &error));
-  ASSERT_TRUE(binary) << description(error);
-  auto reread = adopt(CFPropertyListCreateWithData(nullptr, binary.get(), kCFPropertyListImmutable, nullptr, &error));
-  ASSERT_TRUE(reread) << description(error);
+  CFArrayAppendValue(mut<CFMutableArrayRef>(valueAt(plist.get(), "HiddenUsersList")), CFSTR("support"));
+  CFDictionarySetValue(mut<CFMutableDictionaryRef>(valueAt(plist.get(), "ScreenSaver")), CFSTR("idleTime"),
+                       cfnumber(300LL).get());
+  auto reread = parse(serialize(plist.get(), kCFPropertyListBinaryFormat_v1_0).get(), kCFPropertyListImmutable);
+  ASSERT_TRUE(reread);
   EXPECT_TRUE(CFEqual(reread.get(), plist.get()));
-  EXPECT_EQ(CFDataGetLength(static_cast<CFDataRef>(at(reread.get(), "BackgroundColor"))), 6);
+  EXPECT_EQ(CFDataGetLength(static_cast<CFDataRef>(valueAt(reread.get(), "BackgroundColor"))), 6);
 }
 
 TEST_F(CFPropertyListTest, XmlOutputSortsKeysLikeTheMac) {
-  auto dictionary = adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                    &kCFTypeDictionaryValueCallBacks));
-  CFDictionarySetValue(dictionary.get(), CFSTR("b"), kCFBooleanTrue);
-  CFDictionarySetValue(dictionary.get(), CFSTR("B"), kCFBooleanTrue);
-  CFDictionarySetValue(dictionary.get(), CFSTR("a"), kCFBooleanFalse);
+  auto dictionary = cfdictionary({{"b", kCFBooleanTrue}, {"B", kCFBooleanTrue}, {"a", kCFBooleanFalse}});
   auto xml = adopt(CFPropertyListCreateData(nullptr, dictionary.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   std::string text(reinterpret_cast<const char *>(CFDataGetBytePtr(xml.get())), CFDataGetLength(xml.get()));
   size_t upper = text.find("<key>B</key>"), a = text.find("<key>a</key>"), b = text.find("<key>b</key>");
@@ -152,9 +142,7 @@ TEST_F(CFPropertyListTest, FilesRoundTripThroughStreamsAndWritingTruncates) {
     CFWriteStreamClose(stream.get());
     return written;
   };
-  auto large = fixture("loginwindow.plist");
-  auto plist = adopt(CFPropertyListCreateWithData(nullptr, large.get(), kCFPropertyListImmutable, nullptr, nullptr));
-  EXPECT_GT(write(plist.get()), 0);
+  EXPECT_GT(write(parse(fixture("loginwindow.plist").get(), kCFPropertyListImmutable).get()), 0);
   const void *values[] = {CFSTR("short")};
   auto small = adopt(CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks));
   EXPECT_GT(write(small.get()), 0);
@@ -174,7 +162,7 @@ TEST_F(CFPropertyListTest, CorruptDataGivesAReadableCocoaError) {
   for (const char *corrupt : {"<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>",
                               "bplist00\x01\x02\x03garbage that is not a trailer at all", "{ a = b; }", ""}) {
     CFErrorRef rawError = nullptr;
-    EXPECT_EQ(CFPropertyListCreateWithData(nullptr, bytes(corrupt).get(), 0, nullptr, &rawError), nullptr);
+    EXPECT_EQ(CFPropertyListCreateWithData(nullptr, cfdata(corrupt).get(), 0, nullptr, &rawError), nullptr);
     ASSERT_TRUE(rawError) << corrupt;
     auto error = adopt(rawError);
     EXPECT_TRUE(CFEqual(CFErrorGetDomain(error.get()), kCFErrorDomainCocoa));
@@ -219,31 +207,22 @@ TEST_F(CFPropertyListTest, OnlyPropertyListObjectsCanBeWritten) {
 }
 
 TEST_F(CFPropertyListTest, DeepCopiesHonourMutability) {
-  auto original = adopt(CFPropertyListCreateWithData(nullptr, fixture("network-preferences.plist").get(),
-                                                     kCFPropertyListImmutable, nullptr, nullptr));
+  auto original = parse(fixture("network-preferences.plist").get(), kCFPropertyListImmutable);
   auto copy = adopt(CFPropertyListCreateDeepCopy(nullptr, original.get(), kCFPropertyListMutableContainersAndLeaves));
   ASSERT_TRUE(CFEqual(copy.get(), original.get()));
-  CFStringAppend(static_cast<CFMutableStringRef>(const_cast<void *>(at(copy.get(), "CurrentSet"))), CFSTR("/x"));
-  CFDictionaryRemoveValue(static_cast<CFMutableDictionaryRef>(const_cast<void *>(at(copy.get(), "System"))),
-                          CFSTR("Network"));
+  CFStringAppend(mut<CFMutableStringRef>(valueAt(copy.get(), "CurrentSet")), CFSTR("/x"));
+  CFDictionaryRemoveValue(mut<CFMutableDictionaryRef>(valueAt(copy.get(), "System")), CFSTR("Network"));
   EXPECT_FALSE(CFEqual(copy.get(), original.get()));
-  EXPECT_TRUE(CFDictionaryContainsKey(static_cast<CFDictionaryRef>(at(original.get(), "System")), CFSTR("Network")));
-  EXPECT_EQ(utf8(static_cast<CFStringRef>(at(original.get(), "CurrentSet"))),
-            "/Sets/6A1C5F0E-3B7D-4C2A-9E41-0D8F2B7A5C33");
+  EXPECT_NE(valueAt(original.get(), {"System", "Network"}), nullptr);
+  EXPECT_EQ(utf8(valueAt(original.get(), "CurrentSet")), "/Sets/6A1C5F0E-3B7D-4C2A-9E41-0D8F2B7A5C33");
 }
 
 TEST_F(CFPropertyListDeathTest, ImmutableOptionGivesImmutableContainersAndLeaves) {
-  auto plist = adopt(CFPropertyListCreateWithData(nullptr, fixture("network-preferences.plist").get(),
-                                                  kCFPropertyListImmutable, nullptr, nullptr));
-  EXPECT_DEATH(CFDictionarySetValue(static_cast<CFMutableDictionaryRef>(const_cast<void *>(plist.get())), CFSTR("k"),
-                                    CFSTR("v")),
-               "immutable");
-  auto containers = adopt(CFPropertyListCreateWithData(nullptr, fixture("network-preferences.plist").get(),
-                                                       kCFPropertyListMutableContainers, nullptr, nullptr));
-  CFDictionarySetValue(static_cast<CFMutableDictionaryRef>(const_cast<void *>(containers.get())), CFSTR("k"),
-                       CFSTR("v"));
-  EXPECT_DEATH(CFStringAppend(static_cast<CFMutableStringRef>(const_cast<void *>(at(containers.get(), "CurrentSet"))),
-                              CFSTR("x")),
+  auto plist = parse(fixture("network-preferences.plist").get(), kCFPropertyListImmutable);
+  EXPECT_DEATH(CFDictionarySetValue(mut<CFMutableDictionaryRef>(plist.get()), CFSTR("k"), CFSTR("v")), "immutable");
+  auto containers = parse(fixture("network-preferences.plist").get(), kCFPropertyListMutableContainers);
+  CFDictionarySetValue(mut<CFMutableDictionaryRef>(containers.get()), CFSTR("k"), CFSTR("v"));
+  EXPECT_DEATH(CFStringAppend(mut<CFMutableStringRef>(valueAt(containers.get(), "CurrentSet")), CFSTR("x")),
                "immutable");
 }
 

@@ -11,8 +11,7 @@ using CFRuntime = CFTest;
 using CFRuntimeDeathTest = CFTest;
 
 TEST_F(CFRuntime, GetBorrowsAndCopyOrCreateHandsOverOwnership) {
-  auto dictionary =
-      adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  auto dictionary = cfdictionary();
   auto key = cfstring("HTTPProxy");
   auto value = cfstring("proxy.corp.example");
   CFDictionarySetValue(dictionary.get(), key.get(), value.get());

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <memory>
 #include <string>
@@ -10,7 +9,6 @@
 #include "ServiceLoopback.h"
 #include "XpcCommandHandler.h"
 #include "XpcTestClient.h"
-#include "emu/ObjectCounts.h"
 
 namespace {
 
@@ -25,7 +23,6 @@ class RecordingFamily : public CommandHandlerBase {
 
   xpc_object_t handleCommand(std::string command, xpc_object_t message) override {
     offered_->push_back(word_ + ":" + command);
-    if (command.empty()) return createError(message, "empty in " + word_);
     std::string lower;
     for (char c : command) lower += static_cast<char>(tolower(c));
     if (lower != word_) return nullptr;
@@ -37,38 +34,32 @@ class RecordingFamily : public CommandHandlerBase {
   std::vector<std::string>* offered_;
 };
 
+// The router behind a loopback service, with the families "first" and
+// "second"; ping's reply and lines are checked end to end on the helper.
 class XpcCommandHandlerTest : public ::testing::Test {
  protected:
-  void SetUp() override { baseline = emu_xpc_live_objects(); }
-
-  XpcCommandHandler::Families families() {
+  static XpcCommandHandler::Families families(Logger* logger, std::vector<std::string>* offered) {
     XpcCommandHandler::Families list;
-    list.push_back(std::make_unique<RecordingFamily>(&logger, "first", &offered));
-    list.push_back(std::make_unique<RecordingFamily>(&logger, "second", &offered));
+    for (const char* word : {"first", "second"}) {
+      list.push_back(std::make_unique<RecordingFamily>(logger, word, offered));
+    }
     return list;
   }
 
-  long baseline = 0;
   Logger logger;
   std::vector<std::string> offered;
-  XpcCommandHandler router{&logger, families()};
+  XpcCommandHandler router{&logger, families(&logger, &offered)};
   xpc_connection_t attached = nullptr;
   ServiceLoopback service{kService, ^(xpc_connection_t peer, xpc_object_t message) {
     if (attached != peer) logger.setXpcConnection(attached = peer);
     router.handleCommand(peer, message);
   }};
+  XpcTestClient client{kService};
 };
 
 TEST_F(XpcCommandHandlerTest, BuiltInsAnswerWithTheirOwnShapesAndLogLines) {
-  XpcTestClient client(kService);
-
-  xpc::XpcRef pong = client.sendCommand("ping");
-  EXPECT_EQ(replyKeys(pong.get()), std::vector<std::string>{"Response"});
-  EXPECT_EQ(replyString(pong.get(), "Response"), "pong");
-  std::vector<LogLine> pingLines{
-      {5, "Got command : ping"}, {5, "Handling ping.."}, {5, "Created ping result."}};
-  EXPECT_EQ(client.takeLogLines(), pingLines);
-
+  EXPECT_EQ(replyString(client.sendCommand("ping").get(), "Response"), "pong");
+  client.takeLogLines();
   xpc::XpcRef version = client.sendCommand("getversion");
   EXPECT_EQ(replyKeys(version.get()), std::vector<std::string>{"Response"});
   EXPECT_EQ(replyString(version.get(), "Response"), "5.0.528");
@@ -83,11 +74,9 @@ TEST_F(XpcCommandHandlerTest, BuiltInsAnswerWithTheirOwnShapesAndLogLines) {
 }
 
 TEST_F(XpcCommandHandlerTest, MissingOrNonStringCommandIsTheNullError) {
-  XpcTestClient client(kService);
   xpc::XpcRef noCommand(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
-  xpc::XpcRef numberCommand(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc::XpcRef numberCommand = makeRequest("");
   xpc_dictionary_set_int64(numberCommand.get(), "Command", 7);
-
   for (xpc_object_t request : {noCommand.get(), numberCommand.get()}) {
     xpc::XpcRef reply = client.send(request);
     EXPECT_EQ(replyKeys(reply.get()), (std::vector<std::string>{"Error", "Response"}));
@@ -98,10 +87,8 @@ TEST_F(XpcCommandHandlerTest, MissingOrNonStringCommandIsTheNullError) {
 }
 
 TEST_F(XpcCommandHandlerTest, FamiliesAreOfferedInOrderUntilOneAnswers) {
-  XpcTestClient client(kService);
   xpc::XpcRef request = makeRequest("SeCoNd");
   xpc_dictionary_set_string(request.get(), "Answer", "yes");
-
   xpc::XpcRef reply = client.send(request.get());
   EXPECT_EQ(replyKeys(reply.get()), (std::vector<std::string>{"Response", "Success"}));
   EXPECT_EQ(replyString(reply.get(), "Response"), "Boolean");
@@ -110,19 +97,11 @@ TEST_F(XpcCommandHandlerTest, FamiliesAreOfferedInOrderUntilOneAnswers) {
   EXPECT_EQ(offered, (std::vector<std::string>{"first:SeCoNd", "second:SeCoNd"}));
 
   offered.clear();
-  reply = client.sendCommand("first");
-  EXPECT_FALSE(xpc_dictionary_get_bool(reply.get(), "Success"));
+  EXPECT_FALSE(xpc_dictionary_get_bool(client.sendCommand("first").get(), "Success"));
   EXPECT_EQ(offered, std::vector<std::string>{"first:first"}) << "later families are not asked";
 }
 
-TEST_F(XpcCommandHandlerTest, EmptyCommandIsAnsweredByTheFirstFamily) {
-  XpcTestClient client(kService);
-  xpc::XpcRef reply = client.sendCommand("");
-  EXPECT_EQ(replyString(reply.get(), "Error"), "empty in first");
-}
-
 TEST_F(XpcCommandHandlerTest, UnknownCommandsIncludingMiscasedBuiltInsAreRefused) {
-  XpcTestClient client(kService);
   for (const char* command : {"Ping", "GETVERSION", "Terminate", "nosuchcommand"}) {
     client.takeLogLines();
     xpc::XpcRef reply = client.sendCommand(command);
@@ -133,46 +112,6 @@ TEST_F(XpcCommandHandlerTest, UnknownCommandsIncludingMiscasedBuiltInsAreRefused
     EXPECT_EQ(lines[lines.size() - 2], (LogLine{5, "Creating error result!"}));
     EXPECT_EQ(lines.back(), (LogLine{5, "Created error result."}));
   }
-}
-
-TEST_F(XpcCommandHandlerTest, RequestsLeaveNoXpcObjectBehind) {
-  {
-    XpcTestClient client(kService);
-    client.sendCommand("ping");
-    client.sendCommand("second");
-    client.sendCommand("unknown");
-    // As the helper does on a peer's last event: the runtime frees the peer after it.
-    logger.setXpcConnection(nullptr);
-  }
-  // Connection teardown finishes on the runtime's queues; wait for it.
-  for (int i = 0; i < 30000 && emu_xpc_live_objects() != baseline; ++i) usleep(1000);
-  EXPECT_EQ(emu_xpc_live_objects(), baseline);
-}
-
-TEST(XpcCommandHandlerExit, TerminateEndsTheProcessWithStatusZero) {
-  EXPECT_EXIT(
-      {
-        XpcCommandHandler router(nullptr, {});
-        xpc_object_t request = makeRequest("terminate").release();
-        router.handleDictionaryCommand(nullptr, request);
-        // Not reached.
-        exit(3);
-      },
-      ::testing::ExitedWithCode(0), "");
-}
-
-TEST(CommandHandlerBaseTest, StringArgumentsReadEmptyWhenMissingOrNotStrings) {
-  class Family : public CommandHandlerBase {
-   public:
-    Family() : CommandHandlerBase(nullptr) {}
-    xpc_object_t handleCommand(std::string, xpc_object_t) override { return nullptr; }
-  } family;
-  xpc::XpcRef message(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
-  xpc_dictionary_set_string(message.get(), "Text", "en0");
-  xpc_dictionary_set_bool(message.get(), "Flag", true);
-  EXPECT_EQ(family.getStringFromXpc(message.get(), "Text"), "en0");
-  EXPECT_EQ(family.getStringFromXpc(message.get(), "Flag"), "");
-  EXPECT_EQ(family.getStringFromXpc(message.get(), "Missing"), "");
 }
 
 }  // namespace

@@ -2,29 +2,15 @@
 
 #include <algorithm>
 
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "DictionaryHelper.h"
 #include "LogCapture.h"
-#include "SupportTest.h"
 
 namespace {
 
-using xpc::CFRef;
 using xpc::DictionaryHelper;
-using xpc::RefPolicy;
 
-CFRef<CFMutableDictionaryRef> newDictionary() {
-  return CFRef<CFMutableDictionaryRef>(
-      CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                &kCFTypeDictionaryValueCallBacks),
-      RefPolicy::Adopt);
-}
-
-CFRef<CFNumberRef> number(long long value) {
-  return CFRef<CFNumberRef>(CFNumberCreate(nullptr, kCFNumberSInt64Type, &value), RefPolicy::Adopt);
-}
-
-class DictionaryHelperTest : public SupportTest {
+class DictionaryHelperTest : public CFTest {
  protected:
   LogCapture log;
   DictionaryHelper helper{log.logger()};
@@ -35,7 +21,7 @@ TEST_F(DictionaryHelperTest, GettersAnswerFoundAbsentBadCallAndWrongType) {
   ASSERT_TRUE(helper.setValue("Name", std::string("Office")));
   ASSERT_TRUE(helper.setValue("Port", 8080));
   ASSERT_TRUE(helper.setValue("Enabled", true));
-  ASSERT_TRUE(helper.setValue("Big", static_cast<const void*>(number(5000000000LL).get())));
+  ASSERT_TRUE(helper.setValue("Big", static_cast<const void*>(cfnumber(5000000000LL).get())));
   log.take();
 
   std::string name;
@@ -95,8 +81,7 @@ TEST_F(DictionaryHelperTest, ReadsWithoutADictionaryAreBadCalls) {
 }
 
 TEST_F(DictionaryHelperTest, NestedDictionariesAreReadWithoutARetain) {
-  CFRef<CFMutableDictionaryRef> inner = newDictionary();
-  CFDictionarySetValue(inner.get(), CFSTR("SSID"), CFSTR("Campus"));
+  auto inner = cfdictionary({{"SSID", CFSTR("Campus")}});
   ASSERT_TRUE(helper.createNewDictionary());
   ASSERT_TRUE(helper.setValue("Network", inner.get()));
 
@@ -108,7 +93,7 @@ TEST_F(DictionaryHelperTest, NestedDictionariesAreReadWithoutARetain) {
 }
 
 TEST_F(DictionaryHelperTest, WritesNeedAMutableDictionaryAndConvertibleText) {
-  CFRef<CFMutableDictionaryRef> underlying = newDictionary();
+  auto underlying = cfdictionary();
   ASSERT_TRUE(helper.setActiveDictionary(static_cast<CFDictionaryRef>(underlying.get())));
   EXPECT_FALSE(helper.setValue("Name", std::string("Office")));
   EXPECT_TRUE(log.saw(4, "Attempted to set a value to a non-mutable dictionary!"));
@@ -168,38 +153,20 @@ TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
   EXPECT_TRUE(helper.createNewDictionary());
 }
 
-TEST_F(DictionaryHelperTest, TextDumpIndentsNestedValues) {
-  CFRef<CFMutableDictionaryRef> document = newDictionary();
-  CFRef<CFMutableArrayRef> ports(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks),
-                                 RefPolicy::Adopt);
-  CFArrayAppendValue(ports.get(), number(80).get());
-  CFArrayAppendValue(ports.get(), number(443).get());
-  CFDictionarySetValue(document.get(), CFSTR("Name"), CFSTR("Office"));
-  CFDictionarySetValue(document.get(), CFSTR("Ports"), ports.get());
-  ASSERT_TRUE(helper.setActiveDictionary(static_cast<CFDictionaryRef>(document.get())));
-
-  std::string dump = helper.toString();
-  // Entries come in the dictionary's own order.
-  std::string name = "\tName = Office\n";
-  std::string portsText = "\tPorts = Array {\n\t\t0 : 80\n\t\t1 : 443\n\t}\n";
-  EXPECT_TRUE(dump == "Dictionary {\n" + name + portsText + "}" ||
-              dump == "Dictionary {\n" + portsText + name + "}")
-      << dump;
-}
-
-TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListType) {
-  CFRef<CFMutableDictionaryRef> inner = newDictionary();
-  CFDictionarySetValue(inner.get(), CFSTR("Secure"), kCFBooleanFalse);
-  const UInt8 bytes[] = {0xDE, 0xAD, 0x00, 0x0F};
-  CFRef<CFDataRef> data(CFDataCreate(nullptr, bytes, sizeof(bytes)), RefPolicy::Adopt);
-  double ratio = 2.5;
-  CFRef<CFNumberRef> real(CFNumberCreate(nullptr, kCFNumberDoubleType, &ratio), RefPolicy::Adopt);
-  CFRef<CFArrayRef> empty(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks),
-                          RefPolicy::Adopt);
-  CFRef<CFUUIDRef> uuid(CFUUIDCreate(nullptr), RefPolicy::Adopt);
+TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListTypeIndented) {
+  auto inner = cfdictionary({{"Secure", kCFBooleanFalse}});
+  auto http = cfnumber(80LL), https = cfnumber(443LL);
+  const void* portNumbers[] = {http.get(), https.get()};
+  auto ports = adopt(CFArrayCreate(nullptr, portNumbers, 2, &kCFTypeArrayCallBacks));
+  auto empty = adopt(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks));
+  auto uuid = adopt(CFUUIDCreate(nullptr));
+  auto data = cfdata(std::string("\xDE\xAD\x00\x0F", 4));
+  auto real = cfnumber(2.5);
 
   const std::pair<CFTypeRef, std::string> cases[] = {
+      {CFSTR("Office"), "Office\n"},
       {inner.get(), "Dictionary {\n\t\tSecure = false\n\t}\n"},
+      {ports.get(), "Array {\n\t\t0 : 80\n\t\t1 : 443\n\t}\n"},
       {kCFBooleanTrue, "true\n"},
       {data.get(), "DEAD000F\n"},
       {real.get(), "2.5\n"},

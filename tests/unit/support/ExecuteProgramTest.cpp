@@ -2,20 +2,17 @@
 #include <SystemConfiguration/SystemConfiguration.h>
 #include <unistd.h>
 
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "ErrorUtils.h"
 #include "ExecuteProgram.h"
 #include "LogCapture.h"
-#include "SupportTest.h"
 #include "systemconfiguration/SCErrorState.h"
 
 namespace {
 
-using xpc::CFRef;
 using xpc::ErrorUtils;
-using xpc::RefPolicy;
 
-class ExecuteProgramTest : public SupportTest {
+class ExecuteProgramTest : public CFTest {
  protected:
   LogCapture log;
   ExecuteProgram program{log.logger()};
@@ -50,7 +47,7 @@ TEST_F(ExecuteProgramTest, TheAppendedRedirectionsWin) {
   EXPECT_TRUE(log.saw(3, "Unable to delete the temp file! (1)"));
 }
 
-class ErrorUtilsTest : public SupportTest {
+class ErrorUtilsTest : public CFTest {
  protected:
   LogCapture log;
   ErrorUtils errors{log.logger()};
@@ -75,15 +72,10 @@ TEST_F(ErrorUtilsTest, DescribesSystemConfigurationsLastError) {
 }
 
 TEST_F(ErrorUtilsTest, DescribesAnyErrorObject) {
-  CFRef<CFStringRef> reason(CFStringCreateWithCString(nullptr, "The file is locked.", kCFStringEncodingUTF8),
-                            RefPolicy::Adopt);
-  CFRef<CFStringRef> description(
-      CFStringCreateWithCString(nullptr, "Could not save.", kCFStringEncodingUTF8), RefPolicy::Adopt);
+  auto description = cfstring("Could not save."), reason = cfstring("The file is locked.");
   const void* keys[] = {kCFErrorLocalizedDescriptionKey, kCFErrorLocalizedFailureReasonKey};
   const void* values[] = {description.get(), reason.get()};
-  CFRef<CFErrorRef> error(CFErrorCreateWithUserInfoKeysAndValues(nullptr, kCFErrorDomainPOSIX, 13, keys,
-                                                                 values, 2),
-                          RefPolicy::Adopt);
+  auto error = adopt(CFErrorCreateWithUserInfoKeysAndValues(nullptr, kCFErrorDomainPOSIX, 13, keys, values, 2));
   EXPECT_EQ(errors.getCFErrorString(error.get()), "Could not save.");
   EXPECT_TRUE(log.saw(5, "Failure reason : The file is locked."));
 

@@ -2,25 +2,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
+#include "CFTestSupport.h"
 #include "LogCapture.h"
 #include "OsFileSystemUtils.h"
-#include "SupportTest.h"
 
 namespace {
 
 using xpc::OsFileSystemUtils;
-
-std::string contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-void writeRaw(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 bool exists(const std::string& path) {
   struct stat info;
@@ -28,7 +17,7 @@ bool exists(const std::string& path) {
 }
 
 // Every test runs in a fresh /tmp of its own fake Mac.
-class OsFileSystemUtilsTest : public SupportTest {
+class OsFileSystemUtilsTest : public CFTest {
  protected:
   LogCapture log;
   OsFileSystemUtils files{log.logger()};
@@ -36,26 +25,26 @@ class OsFileSystemUtilsTest : public SupportTest {
 
 TEST_F(OsFileSystemUtilsTest, StringFilesAlwaysEndInANewline) {
   ASSERT_TRUE(files.writeStringToFile("/tmp/abc.txt", "abc"));
-  EXPECT_EQ(contents("/tmp/abc.txt"), "abc\n");
+  EXPECT_EQ(fileBytes("/tmp/abc.txt"), "abc\n");
   ASSERT_TRUE(files.writeStringToFile("/tmp/nul.txt", std::string("ab\0cd", 5)));
-  EXPECT_EQ(contents("/tmp/nul.txt"), "ab\n");
+  EXPECT_EQ(fileBytes("/tmp/nul.txt"), "ab\n");
 
   const unsigned char bytes[] = {0x00, 0x01, 0xFF};
   ASSERT_TRUE(files.writeBinaryToFile("/tmp/blob.bin", bytes, sizeof(bytes)));
-  EXPECT_EQ(contents("/tmp/blob.bin"), std::string("\x00\x01\xFF", 3));
+  EXPECT_EQ(fileBytes("/tmp/blob.bin"), std::string("\x00\x01\xFF", 3));
 
-  writeRaw("/tmp/no-newline.txt", "abc");
+  writeFile("/tmp/no-newline.txt", "abc");
   EXPECT_EQ(files.readFileToString("/tmp/no-newline.txt"), "abc\n");
-  writeRaw("/tmp/empty.txt", "");
+  writeFile("/tmp/empty.txt", "");
   EXPECT_EQ(files.readFileToString("/tmp/empty.txt"), "");
-  writeRaw("/tmp/lines.txt", "one\ntwo\n");
+  writeFile("/tmp/lines.txt", "one\ntwo\n");
   EXPECT_EQ(files.readFileToString("/tmp/lines.txt"), "one\ntwo\n");
 }
 
 TEST_F(OsFileSystemUtilsTest, LongLinesComeBackSplitAtTheReadBuffer) {
   std::string line;
   for (int i = 0; i < 2000; ++i) line += static_cast<char>('a' + i % 26);
-  writeRaw("/tmp/long.txt", line + "\n");
+  writeFile("/tmp/long.txt", line + "\n");
   EXPECT_EQ(files.readFileToString("/tmp/long.txt"), line.substr(0, 1023) + "\n" + line.substr(1023) + "\n");
 
   EXPECT_EQ(files.readFileToString("/tmp/missing.txt"), "");
@@ -64,7 +53,7 @@ TEST_F(OsFileSystemUtilsTest, LongLinesComeBackSplitAtTheReadBuffer) {
 
 TEST_F(OsFileSystemUtilsTest, TempFilesTakeBareNamesOnly) {
   EXPECT_EQ(files.writeStringToTempFile("tempcert.cer", "-----BEGIN CERTIFICATE-----"), "/tmp/tempcert.cer");
-  EXPECT_EQ(contents("/tmp/tempcert.cer"), "-----BEGIN CERTIFICATE-----\n");
+  EXPECT_EQ(fileBytes("/tmp/tempcert.cer"), "-----BEGIN CERTIFICATE-----\n");
 
   const char refusal[] = "Unable to write data to a temporary file!  The filename passed in appears to "
                          "include some path componenets, which is not allowed!";
@@ -93,7 +82,7 @@ TEST_F(OsFileSystemUtilsTest, DirectoriesAreCreatedLevelByLevel) {
   EXPECT_TRUE(files.checkDirectoryExists("/tmp/a/b"));
 
   // A file in the way is an error, not a missing directory to create.
-  writeRaw("/tmp/file", "x");
+  writeFile("/tmp/file", "x");
   EXPECT_FALSE(files.directoryExists("/tmp/file/sub", true));
   EXPECT_TRUE(log.saw(4, "Got an error while trying to check the path '/tmp/file'.  Returning that "
                          "the path does NOT exist."));
@@ -106,7 +95,7 @@ TEST_F(OsFileSystemUtilsTest, DirectoriesAreCreatedLevelByLevel) {
 }
 
 TEST_F(OsFileSystemUtilsTest, ExistenceAndPermissions) {
-  writeRaw("/tmp/tool", "#!/bin/sh\n");
+  writeFile("/tmp/tool", "#!/bin/sh\n");
   EXPECT_TRUE(files.fileExists("/tmp/tool"));
   EXPECT_TRUE(files.fileExists("/tmp"));  // directories count
   EXPECT_FALSE(files.fileExists("/tmp/none"));
@@ -130,9 +119,9 @@ TEST_F(OsFileSystemUtilsTest, FindFilesSearchesTheWholeTree) {
   mkdir("/tmp/tree", 0755);
   mkdir("/tmp/tree/Library", 0755);
   mkdir("/tmp/tree/Library/Keychains", 0755);
-  writeRaw("/tmp/tree/login.keychain", "");
-  writeRaw("/tmp/tree/Library/Keychains/Login.Keychain", "");
-  writeRaw("/tmp/tree/Library/other.txt", "");
+  writeFile("/tmp/tree/login.keychain", "");
+  writeFile("/tmp/tree/Library/Keychains/Login.Keychain", "");
+  writeFile("/tmp/tree/Library/other.txt", "");
 
   std::vector<std::string> found;
   ASSERT_TRUE(files.findFiles("/tmp/tree", {"login.keychain"}, false, found));

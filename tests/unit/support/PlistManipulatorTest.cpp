@@ -1,36 +1,18 @@
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <fstream>
-#include <iterator>
-
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "LogCapture.h"
 #include "PlistManipulator.h"
-#include "SupportTest.h"
 
 namespace {
 
-using xpc::CFRef;
 using xpc::PlistManipulator;
-using xpc::RefPolicy;
 
-std::string readBytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+std::string fixture(const std::string& name) {
+  return std::string(MACHELPER_SOURCE_DIR) + "/tests/fixtures/support/" + name;
 }
 
-// The file parsed by CF directly, as the reference to compare with.
-CFRef<CFPropertyListRef> parse(const std::string& path) {
-  std::string bytes = readBytes(path);
-  CFRef<CFDataRef> data(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                     static_cast<CFIndex>(bytes.size())),
-                        RefPolicy::Adopt);
-  return CFRef<CFPropertyListRef>(
-      CFPropertyListCreateWithData(nullptr, data.get(), kCFPropertyListImmutable, nullptr, nullptr),
-      RefPolicy::Adopt);
-}
-
-class PlistManipulatorTest : public SupportTest {
+class PlistManipulatorTest : public CFTest {
  protected:
   LogCapture log;
 };
@@ -39,7 +21,7 @@ TEST_F(PlistManipulatorTest, SystemFilesComeBackUnchangedInBinaryForm) {
   for (const char* name :
        {"preferences.plist", "Campus-Secure.mobileconfig", "com.apple.SoftwareUpdate.plist"}) {
     SCOPED_TRACE(name);
-    CFRef<CFPropertyListRef> original = parse(fixture(name));
+    auto original = readPropertyList(fixture(name));
     ASSERT_TRUE(original);
 
     PlistManipulator plist(log.logger());
@@ -47,8 +29,8 @@ TEST_F(PlistManipulatorTest, SystemFilesComeBackUnchangedInBinaryForm) {
     ASSERT_TRUE(plist.writePlistFile("/tmp/rewritten.plist"));
     EXPECT_TRUE(log.saw(5, "The settings were written successfully!"));
 
-    EXPECT_EQ(readBytes("/tmp/rewritten.plist").substr(0, 8), "bplist00");
-    CFRef<CFPropertyListRef> rewritten = parse("/tmp/rewritten.plist");
+    EXPECT_EQ(fileBytes("/tmp/rewritten.plist").substr(0, 8), "bplist00");
+    auto rewritten = readPropertyList("/tmp/rewritten.plist");
     ASSERT_TRUE(rewritten);
     EXPECT_TRUE(CFEqual(original.get(), rewritten.get()));
   }
@@ -138,7 +120,7 @@ TEST_F(PlistManipulatorTest, NewDocumentIsWrittenFromScratch) {
   ASSERT_TRUE(plist.setValue("globalstate", 1));
   ASSERT_TRUE(plist.writePlistFile("/tmp/com.apple.alf.plist"));
 
-  CFRef<CFPropertyListRef> written = parse("/tmp/com.apple.alf.plist");
+  auto written = readPropertyList("/tmp/com.apple.alf.plist");
   ASSERT_TRUE(written);
   ASSERT_EQ(CFGetTypeID(written.get()), CFDictionaryGetTypeID());
   CFNumberRef state = static_cast<CFNumberRef>(

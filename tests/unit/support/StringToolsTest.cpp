@@ -1,7 +1,6 @@
-#include "CFRef.h"
+#include "CFTestSupport.h"
 #include "MacStringUtils.h"
 #include "StringTools.h"
-#include "SupportTest.h"
 #include "XmlUtils.h"
 
 namespace {
@@ -9,23 +8,13 @@ namespace {
 using xpc::StringTools;
 using Pieces = std::vector<std::string>;
 
-TEST(StringTools, EmptinessIsWhitespaceOnly) {
-  EXPECT_TRUE(StringTools::stringIsEmpty(""));
-  EXPECT_TRUE(StringTools::stringIsEmpty("\n"));
-  EXPECT_TRUE(StringTools::stringIsEmpty("   \t"));
-  EXPECT_TRUE(StringTools::stringIsEmpty("\r\n"));
-  EXPECT_FALSE(StringTools::stringIsEmpty("\xC2\xA0"));  // non-breaking space
-  EXPECT_FALSE(StringTools::stringIsEmpty("\v"));
-  EXPECT_FALSE(StringTools::stringIsEmpty(" x "));
-}
+TEST(StringTools, EmptinessIsWhitespaceOnlyAndTruthIsTrueOrOne) {
+  for (const char* empty : {"", "\n", "   \t", "\r\n"}) EXPECT_TRUE(StringTools::stringIsEmpty(empty)) << empty;
+  // A non-breaking space and a vertical tab are not whitespace here.
+  for (const char* text : {"\xC2\xA0", "\v", " x "}) EXPECT_FALSE(StringTools::stringIsEmpty(text)) << text;
 
-TEST(StringTools, BooleansFromText) {
-  EXPECT_TRUE(StringTools::boolFromString("True"));
-  EXPECT_TRUE(StringTools::boolFromString("true"));
-  EXPECT_TRUE(StringTools::boolFromString("1"));
-  EXPECT_FALSE(StringTools::boolFromString(" 1"));
-  EXPECT_FALSE(StringTools::boolFromString("yes"));
-  EXPECT_FALSE(StringTools::boolFromString("  "));
+  for (const char* yes : {"True", "true", "1"}) EXPECT_TRUE(StringTools::boolFromString(yes)) << yes;
+  for (const char* no : {" 1", "yes", "  "}) EXPECT_FALSE(StringTools::boolFromString(no)) << no;
   EXPECT_EQ(StringTools::boolStringFromString("TRUE"), "true");
   EXPECT_EQ(StringTools::boolStringFromString("on"), "false");
 }
@@ -51,11 +40,9 @@ TEST(StringTools, FindingIsBoundedAndOptionallyCaseInsensitive) {
 }
 
 TEST(StringTools, SplitKeepsInnerEmptyPiecesOnly) {
-  EXPECT_EQ(StringTools::split("a,b", ','), (Pieces{"a", "b"}));
-  EXPECT_EQ(StringTools::split("a,,b", ','), (Pieces{"a", "", "b"}));
-  EXPECT_EQ(StringTools::split(",a", ','), (Pieces{"", "a"}));
-  EXPECT_EQ(StringTools::split("a,", ','), (Pieces{"a"}));
-  EXPECT_EQ(StringTools::split(" \t", ','), Pieces{});
+  const std::pair<const char*, Pieces> byComma[] = {
+      {"a,b", {"a", "b"}}, {"a,,b", {"a", "", "b"}}, {",a", {"", "a"}}, {"a,", {"a"}}, {" \t", {}}};
+  for (const auto& [text, pieces] : byComma) EXPECT_EQ(StringTools::split(text, ','), pieces) << text;
   EXPECT_EQ(StringTools::split("en0 :: en1 :: ", " :: "), (Pieces{"en0", "en1"}));
   EXPECT_EQ(StringTools::split("en0::::en1", "::"), (Pieces{"en0", "", "en1"}));
   EXPECT_EQ(StringTools::splitWithQuotes("profiles -R -p \"My Profile\" \"\""),
@@ -122,12 +109,11 @@ TEST(XmlUtils, EscapingRoundTrips) {
   EXPECT_EQ(xpc::XmlUtils::fromXmlSafe("&amp;agrave;"), "\xC3\xA0");
 }
 
-class MacStringUtilsTest : public SupportTest {};
+class MacStringUtilsTest : public CFTest {};
 
 TEST_F(MacStringUtilsTest, ConvertsUtf8BothWays) {
   const std::string text = "Caf\xC3\xA9 Wi-Fi \xE2\x9C\x93";
-  xpc::CFRef<CFStringRef> string(xpc::MacStringUtils::stdStringToCfStringRef(text),
-                                 xpc::RefPolicy::Adopt);
+  auto string = adopt(xpc::MacStringUtils::stdStringToCfStringRef(text));
   ASSERT_TRUE(string);
   EXPECT_EQ(CFStringGetLength(string.get()), 12);
   EXPECT_EQ(xpc::MacStringUtils::cfStringRefToStdString(string.get()), text);

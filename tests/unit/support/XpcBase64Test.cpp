@@ -19,28 +19,21 @@ using Decoded = std::unique_ptr<unsigned char, FreeDeleter>;
 
 TEST(XpcBase64, KnownVectors) {
   XpcBase64 base64(nullptr);
-  std::string out = "stale";
-  const unsigned char ma[] = {'M', 'a'};
-  const unsigned char zero[] = {0};
-  const unsigned char man[] = {'M', 'a', 'n'};
-  EXPECT_TRUE(base64.encode(ma, 2, out));
-  EXPECT_EQ(out, "TWE=");
-  EXPECT_TRUE(base64.encode(zero, 1, out));
-  EXPECT_EQ(out, "AA==");
-  EXPECT_TRUE(base64.encode(man, 3, out));
-  EXPECT_EQ(out, "TWFu");
-  EXPECT_TRUE(base64.encode(man, 0, out));
-  EXPECT_EQ(out, "");
-
-  unsigned long length = 99;
-  Decoded decoded(base64.decode("TWE=", &length));
-  ASSERT_TRUE(decoded);
-  EXPECT_EQ(length, 2u);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(decoded.get()), 3), std::string("Ma\0", 3));
-  decoded.reset(base64.decode("AA==", &length));
-  ASSERT_TRUE(decoded);
-  EXPECT_EQ(length, 1u);
-  EXPECT_EQ(decoded.get()[0], 0);
+  const std::pair<std::string, std::string> vectors[] = {
+      {"Ma", "TWE="}, {std::string(1, '\0'), "AA=="}, {"Man", "TWFu"}, {"", ""}};
+  for (const auto& [bytes, text] : vectors) {
+    std::string out = "stale";
+    EXPECT_TRUE(base64.encode(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), out));
+    EXPECT_EQ(out, text);
+  }
+  // Decoding answers the bytes and their length; the bytes end in a NUL.
+  for (const auto& [bytes, text] : {vectors[0], vectors[1]}) {
+    unsigned long length = 99;
+    Decoded decoded(base64.decode(text, &length));
+    ASSERT_TRUE(decoded) << text;
+    ASSERT_EQ(length, bytes.size());
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(decoded.get()), length + 1), bytes + '\0');
+  }
 }
 
 TEST(XpcBase64, RefusesBadCalls) {

@@ -3,7 +3,7 @@
 namespace {
 
 using namespace sctest;
-using Authorization = SCTest;
+using Authorization = CFTest;
 
 TEST_F(Authorization, RootGetsAReferenceThatMustBeFreed) {
   long live = emu_cf_live_objects();

@@ -5,56 +5,56 @@
 namespace {
 
 using namespace sctest;
-using DynamicStore = SCTest;
+using DynamicStore = CFTest;
 
 xpc::CFRef<SCDynamicStoreRef> openStore() {
   return adopt(SCDynamicStoreCreate(nullptr, CFSTR("test"), nullptr, nullptr));
 }
 
 xpc::CFRef<CFPropertyListRef> copyValue(const std::string& key) {
-  return adopt(SCDynamicStoreCopyValue(openStore().get(), cf(key).get()));
+  return adopt(SCDynamicStoreCopyValue(openStore().get(), cfstring(key).get()));
 }
 
 std::vector<std::string> keysMatching(const std::string& pattern) {
-  return texts(adopt(SCDynamicStoreCopyKeyList(openStore().get(), cf(pattern).get())).get());
+  return texts(adopt(SCDynamicStoreCopyKeyList(openStore().get(), cfstring(pattern).get())).get());
 }
 
-std::string currentSet() { return text(valueAt(copyValue("Setup:").get(), "CurrentSet")); }
+std::string currentSet() { return utf8(valueAt(copyValue("Setup:").get(), "CurrentSet")); }
 
 std::string setupKey(const char* serviceID) { return std::string("Setup:/Network/Service/") + serviceID; }
 
 TEST_F(DynamicStore, StartsWithTheStoredPreferencesPublished) {
   auto setup = copyValue("Setup:");
-  EXPECT_EQ(text(valueAt(setup.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
+  EXPECT_EQ(utf8(valueAt(setup.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
   CFTypeRef updated = valueAt(setup.get(), "LastUpdated");
   ASSERT_NE(updated, nullptr);
   EXPECT_EQ(CFGetTypeID(updated), CFDateGetTypeID());
 
   EXPECT_EQ(keysMatching("Setup:/Network/Service/[^/]+"),
             (std::vector<std::string>{setupKey(kEthernet), setupKey(kBridge), setupKey(kWiFi)}));
-  EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet)).get(), "UserDefinedName")), "Ethernet");
-  EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet) + "/IPv6").get(), "ConfigMethod")), "Manual");
-  EXPECT_EQ(text(valueAt(copyValue(setupKey(kEthernet) + "/Interface").get(), "DeviceName")), "en0");
+  EXPECT_EQ(utf8(valueAt(copyValue(setupKey(kEthernet)).get(), "UserDefinedName")), "Ethernet");
+  EXPECT_EQ(utf8(valueAt(copyValue(setupKey(kEthernet) + "/IPv6").get(), "ConfigMethod")), "Manual");
+  EXPECT_EQ(utf8(valueAt(copyValue(setupKey(kEthernet) + "/Interface").get(), "DeviceName")), "en0");
   EXPECT_EQ(
       CFArrayGetCount(static_cast<CFArrayRef>(valueAt(copyValue("Setup:/Network/Global/IPv4").get(), "ServiceOrder"))),
       3);
-  EXPECT_EQ(text(valueAt(copyValue("Setup:/").get(), "UserDefinedName")), "Automatic");
-  EXPECT_EQ(text(valueAt(copyValue("Setup:/Network/HostNames").get(), "LocalHostName")), "Alexs-iMac");
+  EXPECT_EQ(utf8(valueAt(copyValue("Setup:/").get(), "UserDefinedName")), "Automatic");
+  EXPECT_EQ(utf8(valueAt(copyValue("Setup:/Network/HostNames").get(), "LocalHostName")), "Alexs-iMac");
 
-  EXPECT_FALSE(copyValue(setupKey(kEthernet) + "/DNS")) << "an empty entity is not published";
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(copyValue(setupKey(kEthernet) + "/DNS"), kSCStatusNoKey))
+      << "an empty entity is not published";
 
   // Patterns match whole keys.
   EXPECT_TRUE(keysMatching("Service").empty());
   EXPECT_GT(keysMatching("Setup:/Network/Service/.*").size(), 3u);
   EXPECT_EQ(keysMatching("^Setup:$"), (std::vector<std::string>{"Setup:"}));
-  EXPECT_FALSE(adopt(SCDynamicStoreCopyKeyList(openStore().get(), CFSTR("(unclosed"))));
-  EXPECT_EQ(SCError(), kSCStatusFailed);
+  EXPECT_TRUE(
+      failedWith(adopt(SCDynamicStoreCopyKeyList(openStore().get(), CFSTR("(unclosed"))), kSCStatusFailed));
 }
 
 TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
   auto prefs = openPreferences();
-  auto office = cf(std::string("/Sets/") + kOffice);
+  auto office = cfstring(std::string("/Sets/") + kOffice);
   ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, office.get()));
   ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
   EXPECT_EQ(currentSet(), std::string("/Sets/") + kAutomatic) << "committed but not applied";
@@ -64,12 +64,13 @@ TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
   EXPECT_EQ(keysMatching("Setup:/Network/Service/[^/]+"),
             (std::vector<std::string>{setupKey(kOfficeWiFi), setupKey(kOfficeEthernet)}))
       << "Office's disabled bridge is not published, nor are Automatic's services";
-  EXPECT_EQ(text(valueAt(copyValue(setupKey(kOfficeEthernet) + "/Proxies").get(), "HTTPProxy")), "proxy.corp.example");
+  EXPECT_EQ(utf8(valueAt(copyValue(setupKey(kOfficeEthernet) + "/Proxies").get(), "HTTPProxy")), "proxy.corp.example");
 
-  EXPECT_EQ(runInChild([&] { return currentSet() == text(office.get()) ? 0 : 1; }), 0);
+  EXPECT_EQ(ChildProcess([&] { return currentSet() == utf8(office.get()) ? 0 : 1; }).wait(), 0);
 
   // Only what is committed is applied.
-  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, cf(std::string("/Sets/") + kAutomatic).get()));
+  auto automatic = cfstring(std::string("/Sets/") + kAutomatic);
+  ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, automatic.get()));
   ASSERT_TRUE(SCPreferencesApplyChanges(prefs.get()));
   EXPECT_EQ(currentSet(), std::string("/Sets/") + kOffice);
 }
@@ -90,32 +91,31 @@ TEST_F(DynamicStore, ReportsTheInterfacesOfTheRunningSystem) {
 
 TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
   auto store = openStore();
-  auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, kSCDynamicStoreDomainState, cf(kEthernet).get(),
-                                                               kSCEntNetIPv4));
-  EXPECT_EQ(text(key.get()), std::string("State:/Network/Service/") + kEthernet + "/IPv4");
-  EXPECT_EQ(text(adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, kSCDynamicStoreDomainState, CFSTR("en0"),
-                                                                     kSCEntNetLink))
-                     .get()),
-            "State:/Network/Interface/en0/Link");
+  CFStringRef state = kSCDynamicStoreDomainState;
+  auto ethernet = cfstring(kEthernet);
+  auto key = adopt(SCDynamicStoreKeyCreateNetworkServiceEntity(nullptr, state, ethernet.get(), kSCEntNetIPv4));
+  EXPECT_EQ(utf8(key.get()), std::string("State:/Network/Service/") + kEthernet + "/IPv4");
+  auto link = adopt(SCDynamicStoreKeyCreateNetworkInterfaceEntity(nullptr, state, CFSTR("en0"), kSCEntNetLink));
+  EXPECT_EQ(utf8(link.get()), "State:/Network/Interface/en0/Link");
   EXPECT_EQ(
-      text(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4)).get()),
+      utf8(adopt(SCDynamicStoreKeyCreateNetworkGlobalEntity(nullptr, kSCDynamicStoreDomainSetup, kSCEntNetIPv4)).get()),
       "Setup:/Network/Global/IPv4");
 
-  auto value = dictionary({{"Router", CFSTR("192.0.2.1")}});
+  auto value = cfdictionary({{"Router", CFSTR("192.0.2.1")}});
   ASSERT_TRUE(SCDynamicStoreSetValue(store.get(), key.get(), value.get()));
-  EXPECT_EQ(runInChild([&] { return CFEqual(copyValue(text(key.get())).get(), value.get()) ? 0 : 1; }), 0);
+  EXPECT_EQ(ChildProcess([&] { return CFEqual(copyValue(utf8(key.get())).get(), value.get()) ? 0 : 1; }).wait(),
+            0);
   const void* keys[] = {key.get()};
   const void* patterns[] = {CFSTR("Setup:/Network/Service/[^/]+")};
   auto several = adopt(
       SCDynamicStoreCopyMultiple(store.get(), adopt(CFArrayCreate(nullptr, keys, 1, &kCFTypeArrayCallBacks)).get(),
                                  adopt(CFArrayCreate(nullptr, patterns, 1, &kCFTypeArrayCallBacks)).get()));
   EXPECT_EQ(CFDictionaryGetCount(several.get()), 4);
-  EXPECT_TRUE(CFEqual(valueAt(several.get(), text(key.get())), value.get()));
+  EXPECT_TRUE(CFEqual(valueAt(several.get(), utf8(key.get())), value.get()));
 
   ASSERT_TRUE(SCDynamicStoreRemoveValue(store.get(), key.get()));
-  EXPECT_FALSE(SCDynamicStoreRemoveValue(store.get(), key.get()));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
-  EXPECT_EQ(runInChild([&] { return copyValue(text(key.get())) ? 1 : 0; }), 0);
+  EXPECT_TRUE(failedWith(SCDynamicStoreRemoveValue(store.get(), key.get()), kSCStatusNoKey));
+  EXPECT_EQ(ChildProcess([&] { return copyValue(utf8(key.get())) ? 1 : 0; }).wait(), 0);
 }
 
 }  // namespace

@@ -3,10 +3,10 @@
 namespace {
 
 using namespace sctest;
-using NetworkConfiguration = SCTest;
+using NetworkConfiguration = CFTest;
 
 xpc::CFRef<SCNetworkServiceRef> copyService(SCPreferencesRef prefs, const char* serviceID) {
-  return adopt(SCNetworkServiceCopy(prefs, cf(serviceID).get()));
+  return adopt(SCNetworkServiceCopy(prefs, cfstring(serviceID).get()));
 }
 
 xpc::CFRef<SCNetworkProtocolRef> copyProtocol(SCNetworkServiceRef service, CFStringRef type) {
@@ -17,8 +17,8 @@ TEST_F(NetworkConfiguration, CurrentSetListsItsServicesAndTheirInterfaces) {
   auto prefs = openPreferences();
   auto set = adopt(SCNetworkSetCopyCurrent(prefs.get()));
   ASSERT_TRUE(set);
-  EXPECT_EQ(text(SCNetworkSetGetSetID(set.get())), kAutomatic);
-  EXPECT_EQ(text(SCNetworkSetGetName(set.get())), "Automatic");
+  EXPECT_EQ(utf8(SCNetworkSetGetSetID(set.get())), kAutomatic);
+  EXPECT_EQ(utf8(SCNetworkSetGetName(set.get())), "Automatic");
 
   auto services = adopt(SCNetworkSetCopyServices(set.get()));
   ASSERT_TRUE(services);
@@ -26,10 +26,10 @@ TEST_F(NetworkConfiguration, CurrentSetListsItsServicesAndTheirInterfaces) {
   for (CFIndex i = 0; i < CFArrayGetCount(services.get()); ++i) {
     auto service = static_cast<SCNetworkServiceRef>(CFArrayGetValueAtIndex(services.get(), i));
     SCNetworkInterfaceRef interface = SCNetworkServiceGetInterface(service);
-    ids.push_back(text(SCNetworkServiceGetServiceID(service)));
-    bsdNames.push_back(text(SCNetworkInterfaceGetBSDName(interface)));
-    types.push_back(text(SCNetworkInterfaceGetInterfaceType(interface)));
-    names.push_back(text(SCNetworkServiceGetName(service)));
+    ids.push_back(utf8(SCNetworkServiceGetServiceID(service)));
+    bsdNames.push_back(utf8(SCNetworkInterfaceGetBSDName(interface)));
+    types.push_back(utf8(SCNetworkInterfaceGetInterfaceType(interface)));
+    names.push_back(utf8(SCNetworkServiceGetName(service)));
   }
   EXPECT_EQ(ids, (std::vector<std::string>{kEthernet, kBridge, kWiFi}));
   EXPECT_EQ(bsdNames, (std::vector<std::string>{"en0", "bridge0", "en1"}));
@@ -42,18 +42,17 @@ TEST_F(NetworkConfiguration, CurrentSetListsItsServicesAndTheirInterfaces) {
   EXPECT_TRUE(CFEqual(
       SCNetworkServiceGetInterface(ethernet.get()),
       SCNetworkServiceGetInterface(static_cast<SCNetworkServiceRef>(CFArrayGetValueAtIndex(services.get(), 0)))));
-  EXPECT_FALSE(copyService(prefs.get(), "00000000-0000-0000-0000-000000000000"));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(copyService(prefs.get(), "00000000-0000-0000-0000-000000000000"), kSCStatusNoKey));
 
   EXPECT_EQ(CFArrayGetCount(adopt(SCNetworkServiceCopyAll(prefs.get())).get()), 6);
   auto sets = adopt(SCNetworkSetCopyAll(prefs.get()));
   ASSERT_EQ(CFArrayGetCount(sets.get()), 2);
 
-  auto office = adopt(SCNetworkSetCopy(prefs.get(), cf(kOffice).get()));
+  auto office = adopt(SCNetworkSetCopy(prefs.get(), cfstring(kOffice).get()));
   ASSERT_TRUE(office);
-  EXPECT_EQ(text(SCNetworkSetGetName(office.get())), "Office");
+  EXPECT_EQ(utf8(SCNetworkSetGetName(office.get())), "Office");
   ASSERT_TRUE(SCNetworkSetSetCurrent(office.get()));
-  EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kOffice);
+  EXPECT_EQ(utf8(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kOffice);
   EXPECT_TRUE(CFEqual(adopt(SCNetworkSetCopyCurrent(prefs.get())).get(), office.get()));
 }
 
@@ -62,25 +61,23 @@ TEST_F(NetworkConfiguration, ProtocolsKeepTheirEnabledStateInTheEntity) {
   auto ethernet = copyService(prefs.get(), kEthernet);
   auto ipv6 = copyProtocol(ethernet.get(), kSCNetworkProtocolTypeIPv6);
   ASSERT_TRUE(ipv6);
-  EXPECT_EQ(text(SCNetworkProtocolGetProtocolType(ipv6.get())), "IPv6");
+  EXPECT_EQ(utf8(SCNetworkProtocolGetProtocolType(ipv6.get())), "IPv6");
   EXPECT_TRUE(SCNetworkProtocolGetEnabled(ipv6.get()));
   CFDictionaryRef config = SCNetworkProtocolGetConfiguration(ipv6.get());
-  EXPECT_EQ(text(valueAt(config, "ConfigMethod")), "Manual");
+  EXPECT_EQ(utf8(valueAt(config, "ConfigMethod")), "Manual");
   EXPECT_NE(valueAt(config, "Addresses"), nullptr);
 
   // Entities of the interface are not protocols; a missing protocol is no key.
   for (CFStringRef type : {kSCEntNetInterface, kSCEntNetEthernet}) {
-    EXPECT_FALSE(copyProtocol(ethernet.get(), type));
-    EXPECT_EQ(SCError(), kSCStatusInvalidArgument);
+    EXPECT_TRUE(failedWith(copyProtocol(ethernet.get(), type), kSCStatusInvalidArgument));
   }
-  EXPECT_FALSE(copyProtocol(ethernet.get(), kSCNetworkProtocolTypeSMB));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(copyProtocol(ethernet.get(), kSCNetworkProtocolTypeSMB), kSCStatusNoKey));
 
   // Disabling marks the entity; a new configuration keeps the mark.
   ASSERT_TRUE(SCNetworkProtocolSetEnabled(ipv6.get(), false));
   EXPECT_FALSE(SCNetworkProtocolGetEnabled(ipv6.get()));
-  EXPECT_EQ(text(valueAt(SCNetworkProtocolGetConfiguration(ipv6.get()), "ConfigMethod")), "Manual");
-  auto automatic = dictionary({{"ConfigMethod", kSCValNetIPv6ConfigMethodAutomatic}});
+  EXPECT_EQ(utf8(valueAt(SCNetworkProtocolGetConfiguration(ipv6.get()), "ConfigMethod")), "Manual");
+  auto automatic = cfdictionary({{"ConfigMethod", kSCValNetIPv6ConfigMethodAutomatic}});
   ASSERT_TRUE(SCNetworkProtocolSetConfiguration(ipv6.get(), automatic.get()));
   EXPECT_FALSE(SCNetworkProtocolGetEnabled(ipv6.get()));
   ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
@@ -89,14 +86,14 @@ TEST_F(NetworkConfiguration, ProtocolsKeepTheirEnabledStateInTheEntity) {
   auto stored = storedPreferences();
   CFTypeRef entity = valueAt(valueAt(valueAt(stored.get(), "NetworkServices"), kEthernet), "IPv6");
   EXPECT_TRUE(CFEqual(valueAt(entity, "__INACTIVE__"), kCFBooleanTrue));
-  EXPECT_EQ(text(valueAt(entity, "ConfigMethod")), "Automatic");
+  EXPECT_EQ(utf8(valueAt(entity, "ConfigMethod")), "Automatic");
   EXPECT_EQ(valueAt(entity, "Addresses"), nullptr);
   auto other = openPreferences();
   EXPECT_FALSE(SCNetworkProtocolGetEnabled(
       copyProtocol(copyService(other.get(), kEthernet).get(), kSCNetworkProtocolTypeIPv6).get()));
 
   ASSERT_TRUE(SCNetworkProtocolSetEnabled(ipv6.get(), true));
-  EXPECT_EQ(valueAt(SCPreferencesPathGetValue(prefs.get(), cf(entityPath).get()), "__INACTIVE__"), nullptr);
+  EXPECT_EQ(valueAt(SCPreferencesPathGetValue(prefs.get(), cfstring(entityPath).get()), "__INACTIVE__"), nullptr);
 
   // A protocol with nothing but its disabled state has no configuration.
   auto dns = copyProtocol(ethernet.get(), kSCNetworkProtocolTypeDNS);
@@ -112,7 +109,7 @@ TEST_F(NetworkConfiguration, ADisabledServiceKeepsItsProtocolsStates) {
   EXPECT_TRUE(SCNetworkServiceGetEnabled(copyService(prefs.get(), kOfficeEthernet).get()));
   EXPECT_TRUE(SCNetworkProtocolGetEnabled(copyProtocol(bridge.get(), kSCNetworkProtocolTypeIPv4).get()));
 
-  auto office = adopt(SCNetworkSetCopy(prefs.get(), cf(kOffice).get()));
+  auto office = adopt(SCNetworkSetCopy(prefs.get(), cfstring(kOffice).get()));
   auto services = adopt(SCNetworkSetCopyServices(office.get()));
   EXPECT_EQ(CFArrayGetCount(services.get()), 3) << "a disabled service is still in its set";
 }
@@ -122,13 +119,12 @@ TEST_F(NetworkConfiguration, ConfigurationRefreshNeedsAnInterfaceTheSystemHas) {
   auto ethernet = copyService(prefs.get(), kEthernet);
   EXPECT_TRUE(SCNetworkInterfaceForceConfigurationRefresh(SCNetworkServiceGetInterface(ethernet.get())));
 
-  auto entity = dictionary({{"DeviceName", CFSTR("en9")}, {"Type", CFSTR("Ethernet")}});
+  auto entity = cfdictionary({{"DeviceName", CFSTR("en9")}, {"Type", CFSTR("Ethernet")}});
   ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/NetworkServices/Gone/Interface"), entity.get()));
   auto gone = copyService(prefs.get(), "Gone");
   SCNetworkInterfaceRef en9 = SCNetworkServiceGetInterface(gone.get());
-  EXPECT_EQ(text(SCNetworkInterfaceGetBSDName(en9)), "en9");
-  EXPECT_FALSE(SCNetworkInterfaceForceConfigurationRefresh(en9));
-  EXPECT_EQ(SCError(), kSCStatusInvalidArgument);
+  EXPECT_EQ(utf8(SCNetworkInterfaceGetBSDName(en9)), "en9");
+  EXPECT_TRUE(failedWith(SCNetworkInterfaceForceConfigurationRefresh(en9), kSCStatusInvalidArgument));
 }
 
 }  // namespace

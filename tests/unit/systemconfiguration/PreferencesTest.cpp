@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <random>
 
 #include "SCTestSupport.h"
@@ -11,9 +10,9 @@
 namespace {
 
 using namespace sctest;
-using Preferences = SCTest;
+using Preferences = CFTest;
 
-std::string lockPath() { return std::string(kPreferencesPath) + "-lock"; }
+std::string lockPath() { return std::string(kPreferencesPlist) + "-lock"; }
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
@@ -22,26 +21,25 @@ TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
   ASSERT_TRUE(prefs);
   EXPECT_EQ(CFGetTypeID(prefs.get()), SCPreferencesGetTypeID());
   EXPECT_NE(
-      text(adopt(CFCopyDescription(prefs.get())).get())
+      utf8(adopt(CFCopyDescription(prefs.get())).get())
           .find("{name = test, id = [default], path = /Library/Preferences/SystemConfiguration/preferences.plist}"),
       std::string::npos);
 
-  EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kAutomatic);
+  EXPECT_EQ(utf8(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet)), std::string("/Sets/") + kAutomatic);
   EXPECT_EQ(texts(adopt(SCPreferencesCopyKeyList(prefs.get())).get()),
             (std::vector<std::string>{"CurrentSet", "Model", "NetworkServices", "Sets", "System",
                                       "VirtualNetworkInterfaces", "__VERSION__"}));
-  EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("Missing")), nullptr);
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(SCPreferencesGetValue(prefs.get(), CFSTR("Missing")), kSCStatusNoKey));
 
   // Add refuses a key that has a value; Set replaces it.
-  EXPECT_FALSE(SCPreferencesAddValue(prefs.get(), kSCPrefCurrentSet, CFSTR("/Sets/x")));
-  EXPECT_EQ(SCError(), kSCStatusKeyExists);
+  EXPECT_TRUE(
+      failedWith(SCPreferencesAddValue(prefs.get(), kSCPrefCurrentSet, CFSTR("/Sets/x")), kSCStatusKeyExists));
   // A key with slashes is just a key, not a path.
-  auto one = dictionary({{"Count", CFSTR("1")}});
+  auto one = cfdictionary({{"Count", CFSTR("1")}});
   ASSERT_TRUE(SCPreferencesAddValue(prefs.get(), CFSTR("/Custom/Settings"), one.get()));
   EXPECT_TRUE(CFEqual(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), one.get()));
   EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/Custom/Settings")), nullptr);
-  auto two = dictionary({{"Count", CFSTR("2")}});
+  auto two = cfdictionary({{"Count", CFSTR("2")}});
   ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), CFSTR("/Custom/Settings"), two.get()));
   EXPECT_TRUE(CFEqual(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), two.get()));
 
@@ -49,8 +47,7 @@ TEST_F(Preferences, ValuesLiveInTheSessionUntilCommitted) {
       << "another session reads the file, which has no uncommitted change";
 
   ASSERT_TRUE(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet));
-  EXPECT_FALSE(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(SCPreferencesRemoveValue(prefs.get(), kSCPrefCurrentSet), kSCStatusNoKey));
 
   SCPreferencesSynchronize(prefs.get());
   EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("/Custom/Settings")), nullptr) << "synchronize drops changes";
@@ -65,81 +62,75 @@ TEST_F(Preferences, CommitWritesAnXmlFileOtherSessionsRead) {
   EXPECT_FALSE(CFEqual(before.get(), SCPreferencesGetSignature(prefs.get())));
   EXPECT_TRUE(SCPreferencesCommitChanges(prefs.get())) << "nothing left to write";
 
-  EXPECT_EQ(text(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "committed");
-  std::ifstream file(kPreferencesPath);
-  std::string head;
-  std::getline(file, head);
-  EXPECT_EQ(head, R"(<?xml version="1.0" encoding="UTF-8"?>)");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "committed");
+  EXPECT_EQ(fileBytes(kPreferencesPlist).rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n", 0), 0u);
   auto stored = storedPreferences();
-  EXPECT_EQ(text(valueAt(stored.get(), "Marker")), "committed");
+  EXPECT_EQ(utf8(valueAt(stored.get(), "Marker")), "committed");
   EXPECT_NE(valueAt(stored.get(), "NetworkServices"), nullptr);
 
   struct stat status {};
-  ASSERT_EQ(stat(kPreferencesPath, &status), 0);
+  ASSERT_EQ(stat(kPreferencesPlist, &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0644u);
-  EXPECT_FALSE(exists(std::string(kPreferencesPath) + "-new"));
+  EXPECT_FALSE(exists(std::string(kPreferencesPlist) + "-new"));
   EXPECT_FALSE(exists(lockPath())) << "commit took the lock for itself and let it go";
 }
 
 TEST_F(Preferences, PathsFollowLinks) {
   auto prefs = openPreferences();
+  auto get = [&](const std::string& path) { return SCPreferencesPathGetValue(prefs.get(), cfstring(path).get()); };
+  auto link = [&](const std::string& path) { return SCPreferencesPathGetLink(prefs.get(), cfstring(path).get()); };
+  auto remove = [&](const std::string& path) {
+    return SCPreferencesPathRemoveValue(prefs.get(), cfstring(path).get());
+  };
   std::string viaSet = std::string("/Sets/") + kAutomatic + "/Network/Service/" + kEthernet;
   std::string service = std::string("/NetworkServices/") + kEthernet;
 
-  CFDictionaryRef linked = SCPreferencesPathGetValue(prefs.get(), cf(viaSet).get());
-  ASSERT_NE(linked, nullptr);
-  EXPECT_EQ(linked, SCPreferencesPathGetValue(prefs.get(), cf(service).get()));
-  EXPECT_EQ(text(SCPreferencesPathGetLink(prefs.get(), cf(viaSet).get())), service);
-  EXPECT_EQ(SCPreferencesPathGetLink(prefs.get(), cf(service).get()), nullptr);
-  EXPECT_EQ(text(valueAt(SCPreferencesPathGetValue(prefs.get(), cf(viaSet + "/Interface").get()), "DeviceName")),
-            "en0");
-  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/")), SCPreferencesPathGetValue(prefs.get(), CFSTR("//")));
+  ASSERT_NE(get(viaSet), nullptr);
+  EXPECT_EQ(get(viaSet), get(service));
+  EXPECT_EQ(utf8(link(viaSet)), service);
+  EXPECT_EQ(link(service), nullptr);
+  EXPECT_EQ(utf8(valueAt(get(viaSet + "/Interface"), "DeviceName")), "en0");
+  EXPECT_EQ(get("/"), get("//"));
 
   // Writing below a link writes the linked dictionary; the link stays.
-  auto proxies = dictionary({{"HTTPProxy", CFSTR("proxy.example")}});
-  ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), cf(viaSet + "/Proxies").get(), proxies.get()));
-  EXPECT_TRUE(CFEqual(SCPreferencesPathGetValue(prefs.get(), cf(service + "/Proxies").get()), proxies.get()));
-  EXPECT_EQ(text(SCPreferencesPathGetLink(prefs.get(), cf(viaSet).get())), service);
-  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), cf(viaSet + "/Proxies").get()));
-  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cf(service + "/Proxies").get()), nullptr);
-  EXPECT_FALSE(SCPreferencesPathRemoveValue(prefs.get(), cf(viaSet + "/Proxies").get()));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  auto proxies = cfdictionary({{"HTTPProxy", CFSTR("proxy.example")}});
+  ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), cfstring(viaSet + "/Proxies").get(), proxies.get()));
+  EXPECT_TRUE(CFEqual(get(service + "/Proxies"), proxies.get()));
+  EXPECT_EQ(utf8(link(viaSet)), service);
+  ASSERT_TRUE(remove(viaSet + "/Proxies"));
+  EXPECT_EQ(get(service + "/Proxies"), nullptr);
+  EXPECT_TRUE(failedWith(remove(viaSet + "/Proxies"), kSCStatusNoKey));
 
   // Missing dictionaries are created on the way and removed again once empty.
   ASSERT_TRUE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/Scratch/a/b"), proxies.get()));
-  ASSERT_TRUE(SCPreferencesPathRemoveValue(prefs.get(), CFSTR("/Scratch/a/b")));
+  ASSERT_TRUE(remove("/Scratch/a/b"));
   EXPECT_EQ(SCPreferencesGetValue(prefs.get(), CFSTR("Scratch")), nullptr);
 
   // What a path cannot name.
   for (const char* path : {"/NetworkServices/missing", "/CurrentSet", "relative/path", "/CurrentSet/below"}) {
-    EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), cf(path).get()), nullptr) << path;
-    EXPECT_EQ(SCError(), kSCStatusNoKey) << path;
+    EXPECT_TRUE(failedWith(get(path), kSCStatusNoKey)) << path;
   }
-  EXPECT_FALSE(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()))
+  EXPECT_TRUE(failedWith(SCPreferencesPathSetValue(prefs.get(), CFSTR("/CurrentSet"), proxies.get()),
+                         kSCStatusInvalidArgument))
       << "a path never replaces a value that is not a dictionary";
-  EXPECT_EQ(SCError(), kSCStatusInvalidArgument);
-  EXPECT_FALSE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/missing")));
-  EXPECT_EQ(SCError(), kSCStatusNoKey);
+  EXPECT_TRUE(failedWith(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Scratch/link"), CFSTR("/NetworkServices/gone")),
+                         kSCStatusNoKey));
 
   // Links that lead in a circle end the lookup.
   ASSERT_TRUE(
-      SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), dictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
+      SCPreferencesPathSetValue(prefs.get(), CFSTR("/Loop/a"), cfdictionary({{"__LINK__", CFSTR("/Loop/b")}}).get()));
   ASSERT_TRUE(SCPreferencesPathSetLink(prefs.get(), CFSTR("/Loop/b"), CFSTR("/Loop/a")));
-  EXPECT_EQ(SCPreferencesPathGetValue(prefs.get(), CFSTR("/Loop/a/x")), nullptr);
-  EXPECT_EQ(SCError(), kSCStatusMaxLink);
+  EXPECT_TRUE(failedWith(get("/Loop/a/x"), kSCStatusMaxLink));
 }
 
 TEST_F(Preferences, LockExcludesOtherSessionsAndRefusesStaleOnes) {
   auto writer = openPreferences(), reader = openPreferences();
-  EXPECT_FALSE(SCPreferencesUnlock(writer.get()));
-  EXPECT_EQ(SCError(), kSCStatusNeedLock);
+  EXPECT_TRUE(failedWith(SCPreferencesUnlock(writer.get()), kSCStatusNeedLock));
 
   ASSERT_TRUE(SCPreferencesLock(writer.get(), false));
   EXPECT_TRUE(exists(lockPath()));
-  EXPECT_FALSE(SCPreferencesLock(writer.get(), false));
-  EXPECT_EQ(SCError(), kSCStatusLocked);
-  EXPECT_FALSE(SCPreferencesLock(reader.get(), false));
-  EXPECT_EQ(SCError(), kSCStatusPrefsBusy);
+  EXPECT_TRUE(failedWith(SCPreferencesLock(writer.get(), false), kSCStatusLocked));
+  EXPECT_TRUE(failedWith(SCPreferencesLock(reader.get(), false), kSCStatusPrefsBusy));
   EXPECT_STREQ(SCErrorString(SCError()), "Preferences update currently in progress");
 
   // The reader has read the preferences when the writer changes them.
@@ -150,51 +141,47 @@ TEST_F(Preferences, LockExcludesOtherSessionsAndRefusesStaleOnes) {
   EXPECT_FALSE(exists(lockPath()));
 
   ASSERT_TRUE(SCPreferencesSetValue(reader.get(), CFSTR("Marker"), CFSTR("reader")));
-  EXPECT_FALSE(SCPreferencesLock(reader.get(), true));
-  EXPECT_EQ(SCError(), kSCStatusStale);
-  EXPECT_FALSE(SCPreferencesCommitChanges(reader.get())) << "commit locks too, and so sees the same";
-  EXPECT_EQ(SCError(), kSCStatusStale);
-  EXPECT_EQ(text(valueAt(storedPreferences().get(), "Marker")), "writer");
+  EXPECT_TRUE(failedWith(SCPreferencesLock(reader.get(), true), kSCStatusStale));
+  EXPECT_TRUE(failedWith(SCPreferencesCommitChanges(reader.get()), kSCStatusStale))
+      << "commit locks too, and so sees the same";
+  EXPECT_EQ(utf8(valueAt(storedPreferences().get(), "Marker")), "writer");
 
   SCPreferencesSynchronize(reader.get());
   ASSERT_TRUE(SCPreferencesLock(reader.get(), true));
-  EXPECT_EQ(text(SCPreferencesGetValue(reader.get(), CFSTR("Marker"))), "writer");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(reader.get(), CFSTR("Marker"))), "writer");
   ASSERT_TRUE(SCPreferencesUnlock(reader.get()));
 }
 
 TEST_F(Preferences, LockMakesAWriterProcessWaitForAnother) {
   Pipe locked, proceed;
-  pid_t pid = fork();
-  if (pid == 0) {
+  ChildProcess first([&] {
     auto prefs = openPreferences();
-    if (!SCPreferencesLock(prefs.get(), true)) _exit(1);
+    if (!SCPreferencesLock(prefs.get(), true)) return 1;
     locked.signal();
-    if (!proceed.wait()) _exit(2);
+    if (!proceed.wait()) return 2;
     bool ok = SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("first writer")) &&
               SCPreferencesCommitChanges(prefs.get()) && SCPreferencesUnlock(prefs.get());
-    _exit(ok ? 0 : 3);
-  }
+    return ok ? 0 : 3;
+  });
   ASSERT_TRUE(locked.wait());
   auto prefs = openPreferences();
-  EXPECT_FALSE(SCPreferencesLock(prefs.get(), false));
-  EXPECT_EQ(SCError(), kSCStatusPrefsBusy);
+  EXPECT_TRUE(failedWith(SCPreferencesLock(prefs.get(), false), kSCStatusPrefsBusy));
   ASSERT_NE(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
 
   proceed.signal();
   // Waits until the first writer has committed and let go; what this session
   // read is then out of date.
-  EXPECT_FALSE(SCPreferencesLock(prefs.get(), true));
-  EXPECT_EQ(SCError(), kSCStatusStale);
-  EXPECT_EQ(waitForExit(pid), 0);
+  EXPECT_TRUE(failedWith(SCPreferencesLock(prefs.get(), true), kSCStatusStale));
+  EXPECT_EQ(first.wait(), 0);
 
   SCPreferencesSynchronize(prefs.get());
   ASSERT_TRUE(SCPreferencesLock(prefs.get(), false));
-  EXPECT_EQ(text(SCPreferencesGetValue(prefs.get(), CFSTR("Marker"))), "first writer");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(prefs.get(), CFSTR("Marker"))), "first writer");
   ASSERT_TRUE(SCPreferencesUnlock(prefs.get()));
 }
 
 TEST_F(Preferences, AProcessThatIsNotRootReadsButCannotWrite) {
-  int status = runInChild([] {
+  int status = ChildProcess([] {
     if (setgid(20) != 0 || setuid(501) != 0) return 77;
     auto prefs = openPreferences();
     if (SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet) == nullptr) return 1;
@@ -213,7 +200,7 @@ TEST_F(Preferences, AProcessThatIsNotRootReadsButCannotWrite) {
       return 6;
     }
     return 0;
-  });
+  }).wait();
   if (status == 77) GTEST_SKIP() << "this sandbox cannot switch to another user";
   EXPECT_EQ(status, 0);
   EXPECT_EQ(valueAt(storedPreferences().get(), "Marker"), nullptr);
@@ -232,25 +219,24 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
   std::mt19937 random(20240601);
   for (int round = 0; round < 25; ++round) {
     Pipe committed;
-    pid_t pid = fork();
-    if (pid == 0) {
+    ChildProcess writer([&] {
       auto prefs = openPreferences();
       for (int generation = 0;; ++generation) {
         if (!SCPreferencesSetValue(prefs.get(), CFSTR("Bulk"), bulk(generation).get()) ||
             !SCPreferencesCommitChanges(prefs.get())) {
-          _exit(1);
+          return 1;
         }
         if (generation == 0) committed.signal();
       }
-    }
+    });
     ASSERT_TRUE(committed.wait());
     usleep(std::uniform_int_distribution<useconds_t>(0, 30000)(random));
-    kill(pid, SIGKILL);
-    ASSERT_EQ(waitForExit(pid), 128 + SIGKILL);
+    writer.signal(SIGKILL);
+    ASSERT_EQ(writer.wait(), 128 + SIGKILL);
 
     auto stored = storedPreferences();
     ASSERT_TRUE(stored) << "round " << round << ": the file does not parse";
-    EXPECT_EQ(text(valueAt(stored.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
+    EXPECT_EQ(utf8(valueAt(stored.get(), "CurrentSet")), std::string("/Sets/") + kAutomatic);
     auto data = static_cast<CFDataRef>(valueAt(stored.get(), "Bulk"));
     ASSERT_NE(data, nullptr) << "round " << round;
     ASSERT_EQ(static_cast<size_t>(CFDataGetLength(data)), kBulkSize) << "round " << round;
@@ -265,25 +251,24 @@ TEST_F(Preferences, AKilledWriterLeavesTheOldOrTheNewFile) {
 
 TEST_F(Preferences, ACorruptOrMissingFileReadsAsNoPreferences) {
   for (const char* contents : {"this is not a property list", "<plist version=\"1.0\"><array/></plist>", ""}) {
-    std::ofstream(kPreferencesPath, std::ios::trunc) << contents;
+    writeFile(kPreferencesPlist, contents);
     auto prefs = openPreferences();
     ASSERT_TRUE(prefs) << contents;
     EXPECT_EQ(SCError(), kSCStatusOK);
-    EXPECT_EQ(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
-    EXPECT_EQ(SCError(), kSCStatusNoKey);
+    EXPECT_TRUE(failedWith(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), kSCStatusNoKey));
     EXPECT_EQ(CFArrayGetCount(adopt(SCPreferencesCopyKeyList(prefs.get())).get()), 0);
     EXPECT_FALSE(adopt(SCNetworkSetCopyCurrent(prefs.get())));
     EXPECT_EQ(CFArrayGetCount(adopt(SCNetworkServiceCopyAll(prefs.get())).get()), 0);
   }
 
-  ASSERT_EQ(unlink(kPreferencesPath), 0);
+  ASSERT_EQ(unlink(kPreferencesPlist), 0);
   auto prefs = openPreferences();
   ASSERT_TRUE(prefs);
   EXPECT_EQ(SCError(), kSCStatusNoConfigFile);
   EXPECT_EQ(SCPreferencesGetValue(prefs.get(), kSCPrefCurrentSet), nullptr);
   ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), CFSTR("Marker"), CFSTR("fresh")));
   ASSERT_TRUE(SCPreferencesCommitChanges(prefs.get()));
-  EXPECT_EQ(text(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "fresh");
+  EXPECT_EQ(utf8(SCPreferencesGetValue(openPreferences().get(), CFSTR("Marker"))), "fresh");
 }
 
 }  // namespace

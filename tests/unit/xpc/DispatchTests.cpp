@@ -8,10 +8,11 @@
 
 namespace {
 
-using xpctest::waitFor;
+void addOne(void* counter) { ++*static_cast<int*>(counter); }
 
+// Also: a queue needs no label, and the function variants pass their context.
 TEST(Dispatch, SerialQueueRunsBlocksOneAtATimeInSubmissionOrder) {
-  dispatch_queue_t queue = dispatch_queue_create("test.serial", DISPATCH_QUEUE_SERIAL);
+  dispatch_queue_t queue = dispatch_queue_create(nullptr, DISPATCH_QUEUE_SERIAL);
   __block std::vector<int> order;
   std::atomic<int> running{0};
   std::atomic<int>* inside = &running;
@@ -29,13 +30,7 @@ TEST(Dispatch, SerialQueueRunsBlocksOneAtATimeInSubmissionOrder) {
   EXPECT_EQ(seen, 2000u);
   EXPECT_FALSE(overlapped);
   for (int i = 0; i < 2000; ++i) ASSERT_EQ(order[i], i);
-  dispatch_release(queue);
-}
 
-void addOne(void* counter) { ++*static_cast<int*>(counter); }
-
-TEST(Dispatch, FunctionVariantsPassTheirContext) {
-  dispatch_queue_t queue = dispatch_queue_create(nullptr, DISPATCH_QUEUE_SERIAL);
   int counter = 0;
   dispatch_async_f(queue, &counter, addOne);
   dispatch_sync_f(queue, &counter, addOne);
@@ -93,7 +88,7 @@ TEST(Dispatch, GlobalQueueRunsBlocksConcurrently) {
   dispatch_release(finished);
 }
 
-TEST(Dispatch, SemaphoreCountsSignalsAndTimesOut) {
+TEST(Dispatch, SemaphoreCountsSignalsAndTimesOutOnASaturatingClock) {
   EXPECT_EQ(dispatch_semaphore_create(-1), nullptr);
   dispatch_semaphore_t semaphore = dispatch_semaphore_create(1);
   EXPECT_EQ(dispatch_semaphore_wait(semaphore, DISPATCH_TIME_NOW), 0);
@@ -104,9 +99,8 @@ TEST(Dispatch, SemaphoreCountsSignalsAndTimesOut) {
   EXPECT_EQ(dispatch_semaphore_wait(semaphore, DISPATCH_TIME_FOREVER), 0);
   EXPECT_EQ(dispatch_semaphore_wait(semaphore, DISPATCH_TIME_NOW), 0);
   dispatch_release(semaphore);
-}
 
-TEST(Dispatch, TimeIsMonotonicAndSaturates) {
+  // The clock behind the timeouts is monotonic and saturates.
   dispatch_time_t now = dispatch_time(DISPATCH_TIME_NOW, 0);
   EXPECT_NE(now, DISPATCH_TIME_NOW);
   EXPECT_GT(dispatch_time(now, NSEC_PER_SEC), now);

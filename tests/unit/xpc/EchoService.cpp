@@ -37,7 +37,7 @@ void burst(xpc_connection_t peer, int64_t senders, int64_t count) {
     });
     dispatch_release(queue);
   }
-  for (int64_t s = 0; s < senders; ++s) xpctest::waitFor(finished);
+  for (int64_t s = 0; s < senders; ++s) waitFor(finished);
   dispatch_release(finished);
 }
 
@@ -60,10 +60,6 @@ void handleMessage(xpc_connection_t peer, xpc_object_t message, EchoService::Sta
   } else if (std::strcmp(op, "burst") == 0) {
     burst(peer, xpc_dictionary_get_int64(message, "senders"), xpc_dictionary_get_int64(message, "count"));
     reply(message, [](xpc_object_t r) { xpc_dictionary_set_bool(r, "done", true); });
-  } else if (std::strcmp(op, "env") == 0) {
-    reply(message, [](xpc_object_t r) {
-      if (const char* env = std::getenv("XPC_EMU_LISTENER_FDS")) xpc_dictionary_set_string(r, "env", env);
-    });
   } else if (std::strcmp(op, "exit") == 0) {
     std::exit(0);
   }
@@ -113,7 +109,7 @@ bool EchoService::waitUntil(const std::function<bool(State&)>& done) {
       std::lock_guard<std::mutex> lock(state_->mu);
       if (done(*state_)) return true;
     }
-    if (!xpctest::waitFor(state_->changed)) return false;
+    if (!waitFor(state_->changed)) return false;
   }
 }
 

@@ -6,7 +6,6 @@
 //   stream sends "count" messages {"line": i}, then replies {"done": true}
 //   burst  sends "count" messages {"sender": s, "seq": i} from each of
 //          "senders" queues at once, then replies {"done": true}
-//   env    replies {"env": $XPC_EMU_LISTENER_FDS} (key absent if unset)
 //   hold   never replies
 //   exit   exits the process on the spot
 // Anything else is a stray: its type name is recorded, plus " awaiting reply"

@@ -1,11 +1,9 @@
 // The second process of the connection tests.
 //   xpc_test_peer claim NAME   exit 0 if listening for NAME is refused, 1 if granted
-//   xpc_test_peer serve NAME   serve an EchoService for NAME on the main queue;
-//                              prints "ready" once listening
+//   xpc_test_peer serve NAME   serve an EchoService for NAME on the main queue
 #include <dispatch/dispatch.h>
 #include <xpc/xpc.h>
 
-#include <cstdio>
 #include <cstring>
 
 #include "EchoService.h"
@@ -18,8 +16,6 @@ int main(int argc, char** argv) {
   if (std::strcmp(argv[1], "serve") == 0) {
     auto* service = new EchoService(argv[2], dispatch_get_main_queue());
     if (!service->listening()) return 1;
-    std::printf("ready\n");
-    std::fflush(stdout);
     dispatch_main();
   }
   return 2;

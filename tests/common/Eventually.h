@@ -7,8 +7,6 @@
 #include <functional>
 #include <thread>
 
-namespace xpctest {
-
 constexpr int64_t kPatience = 20 * NSEC_PER_SEC;
 
 inline bool waitFor(dispatch_semaphore_t semaphore) {
@@ -16,7 +14,7 @@ inline bool waitFor(dispatch_semaphore_t semaphore) {
 }
 
 // Polls `condition` until it holds, for state that settles on other threads
-// after the event a test can observe (objects released after a handler returns).
+// or processes after the event a test can observe.
 inline bool eventually(const std::function<bool()>& condition) {
   auto deadline = std::chrono::steady_clock::now() + std::chrono::nanoseconds(kPatience);
   while (!condition()) {
@@ -25,5 +23,3 @@ inline bool eventually(const std::function<bool()>& condition) {
   }
   return true;
 }
-
-}  // namespace xpctest
