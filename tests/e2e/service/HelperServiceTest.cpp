@@ -82,6 +82,31 @@ TEST_F(HelperServiceTest, AMessageThatIsNotADictionaryGetsNoReply) {
   EXPECT_TRUE(helper.running());
 }
 
+// Requests the helper refuses leave it running; "terminate" alone ends it,
+// with status 0 and no reply.
+TEST_F(HelperServiceTest, RefusedRequestsKeepTheHelperRunningAndTerminateEndsIt) {
+  XpcTestClient client(kLabel);
+  xpc::XpcRef noCommand(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
+  xpc_dictionary_set_string(noCommand.get(), "Uuid", "whatever");
+  xpc::XpcRef reply = client.send(noCommand.get());
+  EXPECT_EQ(replyString(reply.get(), "Response"), "error");
+  EXPECT_EQ(replyString(reply.get(), "Error"), "Command value was NULL!");
+
+  reply = client.sendCommand("Terminate");
+  EXPECT_EQ(replyString(reply.get(), "Error"), "Unknown/Invalid command!");
+  EXPECT_TRUE(helper.running());
+
+  EXPECT_EQ(client.sendCommand("terminate").get(), XPC_ERROR_CONNECTION_INTERRUPTED);
+  EXPECT_EQ(helper.wait(), 0);
+}
+
+// A helper started by hand while one serves the service exits with status 1.
+TEST_F(HelperServiceTest, ASecondInstanceCannotTakeTheServiceAndExitsWithOne) {
+  ChildProcess second({MACHELPER_HELPER_PATH});
+  EXPECT_EQ(second.wait(), 1);
+  EXPECT_TRUE(helper.running());
+}
+
 // Each client process below connects after the previous one went away; a
 // fresh helper's first client is the only one whose log stream cannot be cut
 // by the previous client's disconnect, so the log formats are checked there.
