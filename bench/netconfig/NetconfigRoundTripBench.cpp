@@ -16,11 +16,11 @@
 #include <xpc/xpc.h>
 
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "ChildProcess.h"
+#include "TimingReporter.h"
 
 extern char** environ;
 
@@ -119,42 +119,18 @@ void BM_ScriptReadOnly(benchmark::State& state) {
 }
 BENCHMARK(BM_ScriptReadOnly)->Unit(benchmark::kMicrosecond);
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
-        times_[run.benchmark_name()] = run.real_accumulated_time / static_cast<double>(run.iterations);
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  // Per round, in seconds whatever unit the benchmark prints in.
-  double seconds(const std::string& name) const {
-    auto found = times_.find(name);
-    return found == times_.end() ? 0 : found->second;
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
-void printRatio(const char* what, double script, double viaHelper) {
-  if (script > 0 && viaHelper > 0) printf("%s: script / helper = %.2fx\n", what, script / viaHelper);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  TimingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   printf("\n");
-  printRatio("proxysetmanualserver (lock, write, commit, apply)",
-             reporter.seconds("BM_ScriptSetManualProxy"), reporter.seconds("BM_HelperSetManualProxy"));
-  printRatio("read-only setinterfaceadminstate", reporter.seconds("BM_ScriptReadOnly"),
-             reporter.seconds("BM_HelperReadOnly"));
+  printf("proxysetmanualserver (lock, write, commit, apply): script / helper = %.2fx\n",
+         reporter.ratio("BM_ScriptSetManualProxy", "BM_HelperSetManualProxy"));
+  printf("read-only setinterfaceadminstate: script / helper = %.2fx\n",
+         reporter.ratio("BM_ScriptReadOnly", "BM_HelperReadOnly"));
   benchmark::Shutdown();
   return 0;
 }

@@ -16,11 +16,11 @@
 
 #include <cstdio>
 #include <fstream>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "ChildProcess.h"
+#include "TimingReporter.h"
 #include "xpc/Wire.h"
 
 namespace {
@@ -164,30 +164,15 @@ void BM_PingRawSocket(benchmark::State& state) {
 }
 BENCHMARK(BM_PingRawSocket);
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) times_[run.benchmark_name()] = run.GetAdjustedRealTime();
-    ConsoleReporter::ReportRuns(runs);
-  }
-  double ratio() const {
-    auto xpc = times_.find("BM_PingThroughXpc"), raw = times_.find("BM_PingRawSocket");
-    if (xpc == times_.end() || raw == times_.end() || raw->second == 0) return 0;
-    return xpc->second / raw->second;
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  TimingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  printf("\nXPC ping / raw socket exchange: %.2fx (target: within 3x)\n", reporter.ratio());
+  printf("\nXPC ping / raw socket exchange: %.2fx (target: within 3x)\n",
+         reporter.ratio("BM_PingThroughXpc", "BM_PingRawSocket"));
 
   Helper& h = helper();
   long afterBenchmarks = procField(h.process.pid(), "status", "VmRSS:");
