@@ -26,8 +26,9 @@ printf '#!/bin/sh\necho seen\n' >"$work/script" && chmod +x "$work/script"
 [ "$(cd "$work" && fm run -- ./script 2>/dev/null)" = seen ] || fail "a folder under /tmp is not visible inside"
 (cd "$work" && fm run -- sh -c 'echo x >changed') 2>/dev/null
 [ -e "$work/changed" ] && fail "the fake Mac wrote into a host folder under /tmp"
-[ "$(fm run -- sh -c 'ls /tmp | wc -l')" = 0 ] || fail "the fake Mac's /tmp is not fresh"
-rm -rf "$work"
+marker=$(mktemp /tmp/fakemac-host-file-XXXXXX)
+fm run -- test -e "$marker" 2>/dev/null && fail "the fake Mac's /tmp shows the host's files"
+rm -rf "$work" "$marker"
 
 fm up "$name" || fail "up"
 fm up "$name" 2>/dev/null && fail "a second up under the same name succeeded"
