@@ -1,6 +1,7 @@
 #pragma once
 #include <xpc/xpc.h>
 
+#include <atomic>
 #include <string>
 
 // The process's one log sink. Every line goes to the most recently attached
@@ -10,6 +11,8 @@
 //
 // There is no lock and the connection is not retained: the helper serves one
 // client at a time and the connection's lifetime belongs to the XPC runtime.
+// The last attach wins; each line reads the connection once, so a line being
+// sent while another thread re-attaches goes to one connection or none.
 class Logger {
  public:
   Logger();
@@ -25,5 +28,5 @@ class Logger {
 
  private:
   bool connectionSet;
-  xpc_connection_t connection;
+  std::atomic<xpc_connection_t> connection;
 };
