@@ -1,5 +1,6 @@
 #pragma once
 #include <benchmark/benchmark.h>
+#include <signal.h>
 
 #include <map>
 #include <string>
@@ -9,6 +10,14 @@
 // program can print how two of them compare.
 class TimingReporter : public benchmark::ConsoleReporter {
  public:
+  // Runs the program's benchmarks (those its arguments select) with this
+  // report. A helper that goes away must not end the run with SIGPIPE.
+  void runAll(int& argc, char** argv) {
+    signal(SIGPIPE, SIG_IGN);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks(this);
+  }
+
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Iteration && run.iterations > 0) {

@@ -10,7 +10,6 @@
 
 #include <benchmark/benchmark.h>
 #include <dispatch/dispatch.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <xpc/xpc.h>
@@ -122,10 +121,8 @@ BENCHMARK(BM_ScriptReadOnly)->Unit(benchmark::kMicrosecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  signal(SIGPIPE, SIG_IGN);
-  benchmark::Initialize(&argc, argv);
   TimingReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.runAll(argc, argv);
   printf("\n");
   printf("proxysetmanualserver (lock, write, commit, apply): script / helper = %.2fx\n",
          reporter.ratio("BM_ScriptSetManualProxy", "BM_HelperSetManualProxy"));

@@ -8,7 +8,6 @@
 
 #include <benchmark/benchmark.h>
 #include <dispatch/dispatch.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -167,10 +166,8 @@ BENCHMARK(BM_PingRawSocket);
 }  // namespace
 
 int main(int argc, char** argv) {
-  signal(SIGPIPE, SIG_IGN);
-  benchmark::Initialize(&argc, argv);
   TimingReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.runAll(argc, argv);
   printf("\nXPC ping / raw socket exchange: %.2fx (target: within 3x)\n",
          reporter.ratio("BM_PingThroughXpc", "BM_PingRawSocket"));
 

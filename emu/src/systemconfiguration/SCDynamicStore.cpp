@@ -352,6 +352,16 @@ CFStringRef SCDynamicStoreKeyCreate(CFAllocatorRef allocator, CFStringRef fmt, .
   return key;
 }
 
+// <domain>/Network/<component>/<id>[/<entity>]: interface and service keys.
+static CFStringRef networkEntityKey(CFAllocatorRef allocator, CFStringRef domain, CFStringRef component,
+                                    CFStringRef id, CFStringRef entity) {
+  if (entity == nullptr) {
+    return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork, component, id);
+  }
+  return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@/%@"), domain, kSCCompNetwork, component, id,
+                                  entity);
+}
+
 CFStringRef SCDynamicStoreKeyCreateNetworkGlobalEntity(CFAllocatorRef allocator, CFStringRef domain,
                                                        CFStringRef entity) {
   return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompGlobal,
@@ -364,20 +374,10 @@ CFStringRef SCDynamicStoreKeyCreateNetworkInterface(CFAllocatorRef allocator, CF
 
 CFStringRef SCDynamicStoreKeyCreateNetworkInterfaceEntity(CFAllocatorRef allocator, CFStringRef domain,
                                                           CFStringRef ifname, CFStringRef entity) {
-  if (entity == nullptr) {
-    return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompInterface,
-                                    ifname);
-  }
-  return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompInterface,
-                                  ifname, entity);
+  return networkEntityKey(allocator, domain, kSCCompInterface, ifname, entity);
 }
 
 CFStringRef SCDynamicStoreKeyCreateNetworkServiceEntity(CFAllocatorRef allocator, CFStringRef domain,
                                                         CFStringRef serviceID, CFStringRef entity) {
-  if (entity == nullptr) {
-    return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompService,
-                                    serviceID);
-  }
-  return CFStringCreateWithFormat(allocator, nullptr, CFSTR("%@/%@/%@/%@/%@"), domain, kSCCompNetwork, kSCCompService,
-                                  serviceID, entity);
+  return networkEntityKey(allocator, domain, kSCCompService, serviceID, entity);
 }

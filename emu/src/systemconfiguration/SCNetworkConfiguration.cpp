@@ -124,6 +124,23 @@ SCNetworkSetRef createSet(SCPreferencesRef prefs, CFStringRef setID) {
   return set;
 }
 
+// The CopyAll functions: an object, made by `create`, for every entry under a
+// top-level key of the preferences that `keep` accepts.
+template <typename Ref, typename Keep>
+CFArrayRef copyAllUnder(SCPreferencesRef prefs, CFStringRef key, Keep keep,
+                        Ref (*create)(SCPreferencesRef, CFStringRef)) {
+  Owned<CFStringRef> path(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("/%@"), key));
+  CFDictionaryRef entries = SCPreferencesPathGetValue(prefs, path.get());
+  CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+  if (entries == nullptr) return array;
+  for (const auto &[id, value] : emu::sc::entries(entries)) {
+    if (!keep(value)) continue;
+    Owned<Ref> object(create(prefs, static_cast<CFStringRef>(id)));
+    CFArrayAppendValue(array, object.get());
+  }
+  return array;
+}
+
 CFStringRef stringIn(CFDictionaryRef dictionary, CFStringRef key) {
   CFTypeRef value = CFDictionaryGetValue(dictionary, key);
   return emu::sc::isString(value) ? static_cast<CFStringRef>(value) : nullptr;
@@ -301,19 +318,12 @@ CFTypeID SCNetworkServiceGetTypeID(void) {
 }
 
 CFArrayRef SCNetworkServiceCopyAll(SCPreferencesRef prefs) {
-  Owned<CFStringRef> path(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("/%@"), kSCPrefNetworkServices));
-  CFDictionaryRef services = SCPreferencesPathGetValue(prefs, path.get());
-  CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-  if (services == nullptr) return array;
-  for (const auto &[serviceID, entities] : emu::sc::entries(services)) {
-    if (!emu::sc::isDictionary(entities) ||
-        !emu::sc::isDictionary(CFDictionaryGetValue(static_cast<CFDictionaryRef>(entities), kSCEntNetInterface))) {
-      continue;  // a service must have an interface
-    }
-    Owned<SCNetworkServiceRef> service(createService(prefs, static_cast<CFStringRef>(serviceID)));
-    CFArrayAppendValue(array, service.get());
-  }
-  return array;
+  // A service must have an interface.
+  auto hasInterface = [](CFTypeRef entities) {
+    return emu::sc::isDictionary(entities) &&
+           emu::sc::isDictionary(CFDictionaryGetValue(static_cast<CFDictionaryRef>(entities), kSCEntNetInterface));
+  };
+  return copyAllUnder(prefs, kSCPrefNetworkServices, hasInterface, createService);
 }
 
 SCNetworkServiceRef SCNetworkServiceCopy(SCPreferencesRef prefs, CFStringRef serviceID) {
@@ -394,16 +404,7 @@ CFTypeID SCNetworkSetGetTypeID(void) {
 }
 
 CFArrayRef SCNetworkSetCopyAll(SCPreferencesRef prefs) {
-  Owned<CFStringRef> path(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("/%@"), kSCPrefSets));
-  CFDictionaryRef sets = SCPreferencesPathGetValue(prefs, path.get());
-  CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-  if (sets == nullptr) return array;
-  for (const auto &[setID, entity] : emu::sc::entries(sets)) {
-    if (!emu::sc::isDictionary(entity)) continue;
-    Owned<SCNetworkSetRef> set(createSet(prefs, static_cast<CFStringRef>(setID)));
-    CFArrayAppendValue(array, set.get());
-  }
-  return array;
+  return copyAllUnder(prefs, kSCPrefSets, emu::sc::isDictionary, createSet);
 }
 
 SCNetworkSetRef SCNetworkSetCopy(SCPreferencesRef prefs, CFStringRef setID) {
