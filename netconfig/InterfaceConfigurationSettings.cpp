@@ -57,6 +57,10 @@ xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
   using Self = InterfaceConfigurationSettings;
   // The order in which the words are tested.
   static const Command kCommands[] = {
+      {"setssidpriority", &Self::setProfileToPriorityIndex,
+       "No command object was provided while attempting to set the priority of a profile!",
+       "InterfaceName", "Invalid data provided while trying to set the SSID priority!", nullptr,
+       nullptr},
       {"proxysetmanualserver", &Self::setManualProxyServer,
        "No command object was provided while attempting to set a manual proxy server!", "Uuid",
        "Invalid data provided while trying to set a static proxy server!", "NewValue",

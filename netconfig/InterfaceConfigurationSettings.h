@@ -41,6 +41,7 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
   // operation's outcome.
   xpc_object_t run(xpc_object_t message, const Command& command, const Operation& operation);
 
+  xpc_object_t setProfileToPriorityIndex(xpc_object_t message, const Command& command);
   xpc_object_t setManualProxyServer(xpc_object_t message, const Command& command);
   xpc_object_t disableProxyServer(xpc_object_t message, const Command& command);
   xpc_object_t setAutoByUrlProxy(xpc_object_t message, const Command& command);
