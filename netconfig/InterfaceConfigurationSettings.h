@@ -7,8 +7,10 @@
 #include "CommandHandlerBase.h"
 
 // The commands for one network service (proxy modes, IPv6, a protocol's
-// state), one preferences value, and one interface (up/down, DHCP renew).
-// Services are named by their service UUID, interfaces by BSD name.
+// state), one preferences value, and one interface (up/down, DHCP renew, the
+// priority of a remembered Wi-Fi network; that handler lives with the
+// profiles subsystem). Services are named by their service UUID, interfaces
+// by BSD name.
 class InterfaceConfigurationSettings : public CommandHandlerBase {
  public:
   explicit InterfaceConfigurationSettings(Logger* logger);
