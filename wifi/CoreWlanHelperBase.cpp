@@ -39,6 +39,16 @@ long countOf(const CoreWlanRef& collection) {
   return collection ? CoreWlanPlatform::count(collection.get()) : 0;
 }
 
+// The names of the networks or profiles that have one, in order.
+std::vector<std::string> ssidsOf(const CoreWlanRef& collection) {
+  std::vector<std::string> ssids;
+  for (long i = 0; i < countOf(collection); ++i) {
+    std::string ssid;
+    if (ssidOf(CoreWlanPlatform::getObjectAtIndex(collection.get(), i), ssid)) ssids.push_back(ssid);
+  }
+  return ssids;
+}
+
 }  // namespace
 
 struct CoreWlanHelperBase::RememberedNetworks {
@@ -293,11 +303,10 @@ bool CoreWlanHelperBase::setPowerOn(std::string interfaceName, bool on) {
 }
 
 std::vector<std::string> CoreWlanHelperBase::getAvailableSsids(std::string interfaceName) {
-  std::vector<std::string> ssids;
   CoreWlanRef interface =
       findInterface(interfaceName, "Invalid interface name passed to getAvailableSsids()!",
                     "get the available SSID list");
-  if (!interface) return ssids;
+  if (!interface) return {};
   CoreWlanRef networks = adopt(CoreWlanPlatform::copyCachedScanResults(interface.get()));
   if (countOf(networks) == 0) {
     log(5, "No data in the scan cache.  Will start an active scan...");
@@ -307,28 +316,20 @@ std::vector<std::string> CoreWlanHelperBase::getAvailableSsids(std::string inter
   }
   if (countOf(networks) == 0) {
     log(4, "No scan results returned on wireless interface '" + interfaceName + "'!");
-    return ssids;
+    return {};
   }
-  for (long i = 0; i < countOf(networks); ++i) {
-    std::string ssid;
-    if (ssidOf(CoreWlanPlatform::getObjectAtIndex(networks.get(), i), ssid)) ssids.push_back(ssid);
-  }
-  return ssids;
+  return ssidsOf(networks);
 }
 
 std::vector<std::string> CoreWlanHelperBase::getConfiguredSsids(std::string interfaceName) {
-  std::vector<std::string> ssids;
   CoreWlanRef interface =
       findInterface(interfaceName, "Invalid interface name passed to getConfiguredSsids()!",
                     "get the configured SSID list");
-  if (!interface) return ssids;
+  if (!interface) return {};
   CoreWlanRef configuration = adopt(CoreWlanPlatform::copyConfiguration(interface.get()));
   CoreWlanRef profiles;
   if (configuration) profiles = adopt(CoreWlanPlatform::copyNetworkProfiles(configuration.get()));
-  for (long i = 0; i < countOf(profiles); ++i) {
-    std::string ssid;
-    if (ssidOf(CoreWlanPlatform::getObjectAtIndex(profiles.get(), i), ssid)) ssids.push_back(ssid);
-  }
+  std::vector<std::string> ssids = ssidsOf(profiles);
   log(5, "Found " + std::to_string(ssids.size()) + " already configured networks.");
   return ssids;
 }
