@@ -18,6 +18,18 @@
 #define CF_EXPORT extern
 #define CF_INLINE static __inline__ __attribute__((always_inline))
 
+/* Enumerations with a fixed underlying type, declared as Apple's headers
+   declare them: in C++ a CF_ENUM is a type of its own, while a CF_OPTIONS type
+   stays the integer type so that its flags combine. */
+#define CF_ENUM(_type, _name) enum _name : _type _name; enum _name : _type
+#if defined(__cplusplus)
+#define CF_OPTIONS(_type, _name) _type _name; enum : _type
+#else
+#define CF_OPTIONS(_type, _name) enum _name : _type _name; enum _name : _type
+#endif
+/* Marks a callback that is called only before the function returns. */
+#define CF_NOESCAPE __attribute__((noescape))
+
 #if !defined(__MACTYPES__)
 #define __MACTYPES__ 1
 typedef unsigned char Boolean;
@@ -61,8 +73,7 @@ typedef const struct __CFString *CFStringRef;
 typedef struct __CFString *CFMutableStringRef;
 typedef CFTypeRef CFPropertyListRef;
 
-typedef CFIndex CFComparisonResult;
-enum {
+typedef CF_ENUM(CFIndex, CFComparisonResult) {
   kCFCompareLessThan = -1L,
   kCFCompareEqualTo = 0,
   kCFCompareGreaterThan = 1

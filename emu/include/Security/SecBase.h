@@ -7,11 +7,11 @@
 
 CF_EXTERN_C_BEGIN
 
-typedef struct SecKeychain *SecKeychainRef;
-typedef struct SecKeychainItem *SecKeychainItemRef;
+typedef struct __SecKeychain *SecKeychainRef;
+typedef struct __SecKeychainItem *SecKeychainItemRef;
 typedef struct __SecCertificate *SecCertificateRef;
-typedef struct SecAccess *SecAccessRef;
-typedef struct SecTrustedApplication *SecTrustedApplicationRef;
+typedef struct __SecAccess *SecAccessRef;
+typedef struct __SecTrustedApplication *SecTrustedApplicationRef;
 typedef struct __SecPolicy *SecPolicyRef;
 
 enum {
