@@ -97,6 +97,11 @@ CoreWlanRef CoreWlanHelperBase::findInterface(const std::string& name, const cha
 
 bool CoreWlanHelperBase::loadRememberedNetworks(const std::string& name, const char* doing,
                                                 const char* what, RememberedNetworks& networks) {
+  if (name.empty()) {
+    log(4, std::string("Selected interface is empty while attempting to ") + what +
+               " the priority of an SSID!");
+    return false;
+  }
   networks.interface = getInterfaceFromNetworkInterfaceData(name);
   if (!networks.interface) {
     log(4, "Unable to find a system interface that matches '" + name + "'!");
@@ -119,10 +124,6 @@ bool CoreWlanHelperBase::loadRememberedNetworks(const std::string& name, const c
 
 bool CoreWlanHelperBase::setSsidToPriorityLevel(std::string interfaceName, const char* ssid,
                                                 unsigned long ssidLength, unsigned int priority) {
-  if (interfaceName.empty()) {
-    log(4, "Selected interface is empty while attempting to change the priority of an SSID!");
-    return false;
-  }
   RememberedNetworks networks;
   if (!loadRememberedNetworks(interfaceName, "changing", "change", networks)) return false;
 
@@ -171,10 +172,6 @@ bool CoreWlanHelperBase::setSsidToPriorityLevel(std::string interfaceName, const
 
 bool CoreWlanHelperBase::getSsidPriorityLevel(std::string interfaceName, const char* ssid,
                                               unsigned long ssidLength, unsigned int& priority) {
-  if (interfaceName.empty()) {
-    log(4, "Selected interface is empty while attempting to get the priority of an SSID!");
-    return false;
-  }
   RememberedNetworks networks;
   if (!loadRememberedNetworks(interfaceName, "getting", "get", networks)) return false;
 

@@ -80,8 +80,9 @@ class CoreWlanHelperBase {
   // `emptyLine`, or that no wireless interface of the name exists "while
   // attempting to " + `purpose`.
   CoreWlanRef findInterface(const std::string& name, const char* emptyLine, const char* purpose);
-  // The interface, its configuration and its profiles for reading or moving
-  // a network's position; `doing` and `what` complete the failure lines.
+  // The interface of a non-empty name, its configuration and its profiles,
+  // for reading or moving a network's position; `doing` and `what` complete
+  // the failure lines.
   bool loadRememberedNetworks(const std::string& name, const char* doing, const char* what,
                               RememberedNetworks& networks);
   CoreWlanRef scanDataWithinAttempts(CoreWlanObject* interface, const char* ssid,

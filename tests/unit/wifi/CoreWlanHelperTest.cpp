@@ -305,6 +305,11 @@ TEST_F(CoreWlanHelperTest, PositionsAreReadFromThePreferredOrder) {
   ASSERT_TRUE(wifi.getSsidPriorityLevel("en1", trailing.data(), trailing.size(), priority));
   EXPECT_EQ(priority, 1u);
 
+  EXPECT_FALSE(wifi.getSsidPriorityLevel("", cafe.data(), cafe.length(), priority));
+  EXPECT_TRUE(log.saw(4, "Selected interface is empty while attempting to get the priority of an SSID!"));
+  EXPECT_FALSE(wifi.setSsidToPriorityLevel("", cafe.data(), cafe.length(), 0));
+  EXPECT_TRUE(log.saw(4, "Selected interface is empty while attempting to change the priority of an SSID!"));
+
   Ssid home("homenet");  // names match exactly
   EXPECT_FALSE(wifi.getSsidPriorityLevel("en1", home.data(), home.length(), priority));
   EXPECT_TRUE(log.saw(4, "The SSID 'homenet' was not found on the interface 'en1'.  Unable to determine the "
