@@ -30,11 +30,18 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
   bool setInterfaceAdminState(std::string interfaceName, bool up);
 
   using Handler = xpc_object_t (InterfaceConfigurationSettings::*)(xpc_object_t);
-  // One row of the command table: the word, its handler and the texts of its
-  // argument checks.
-  struct Command;
 
  private:
+  // What a handler checks before its operation runs, with the texts it
+  // answers each failed check with.
+  struct Checks {
+    const char* noMessageText;
+    const char* firstKey;
+    const char* firstInvalidText;
+    // Null for commands with one string argument.
+    const char* secondKey = nullptr;
+    const char* secondInvalidText = nullptr;
+  };
   // What a handler has read by the time its operation runs.
   struct Arguments {
     std::string first;
@@ -49,10 +56,10 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
   };
   using Operation = std::function<Result(const Arguments&)>;
 
-  // The pattern every handler follows once its helper exists, with the texts
-  // of the handler's row in the command table: no message, no reply; an empty
-  // string argument, the row's error reply; otherwise the operation's outcome.
-  xpc_object_t run(xpc_object_t message, const Command& command, const Operation& operation);
+  // The pattern every handler follows once its helper exists: no message, no
+  // reply; an empty string argument, its error reply; otherwise the
+  // operation's outcome.
+  xpc_object_t run(xpc_object_t message, const Checks& checks, const Operation& operation);
 
   void log(unsigned char level, const std::string& text);
 };
