@@ -186,6 +186,11 @@ TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
   EXPECT_FALSE(helper.haveActiveDictionary());
   EXPECT_TRUE(helper.clearActiveDictionary());
   EXPECT_TRUE(log.saw(5, "Attempted to clear the active dictionary when no dictionary was active!"));
+  // Clearing keeps the dictionary's mutability, so the setter reaches the missing dictionary;
+  // deleteKey has its own spelling of that text.
+  EXPECT_FALSE(helper.setValue("B", 3));
+  EXPECT_TRUE(log.saw(4, "No dictionary exists for writing data to! Please call one of the "
+                         "functions to load or create a dictionary first!"));
   EXPECT_FALSE(helper.deleteKey("B"));
   EXPECT_TRUE(log.saw(4, "No dictionary exists for writing data to!  Please call one of the "
                          "functions to load or create a dictionary first!"));
