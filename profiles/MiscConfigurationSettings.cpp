@@ -2,7 +2,6 @@
 
 #include "CoreWlanHelper.h"
 #include "LogLine.h"
-#include "StringTools.h"
 
 struct MiscConfigurationSettings::Command {
   const char* word;
@@ -34,9 +33,10 @@ xpc_object_t MiscConfigurationSettings::handleCommand(std::string command, xpc_o
     return nullptr;
   }
   if (command.empty()) return createError(message, kNoCommandText);
-  std::string word = xpc::StringTools::stringToLower(command);
+  // Unlike the other families, this one takes its words only as written: in
+  // lower case.
   for (const Command& row : kCommands) {
-    if (word == row.word) return (this->*row.handler)(message);
+    if (command == row.word) return (this->*row.handler)(message);
   }
   return nullptr;
 }

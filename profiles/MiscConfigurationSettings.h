@@ -13,11 +13,12 @@ class MiscConfigurationSettings : public CommandHandlerBase {
 
   xpc_object_t handleCommand(std::string command, xpc_object_t message) override;
 
+  // One handler per command word; a null message is logged and gets no reply.
+  xpc_object_t deleteNetworkConfigForSsid(xpc_object_t message);
+
   // One row of the command table: the word and its handler.
   struct Command;
 
  private:
-  xpc_object_t deleteNetworkConfigForSsid(xpc_object_t message);
-
   void log(unsigned char level, const std::string& text);
 };

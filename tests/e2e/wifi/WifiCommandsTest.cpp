@@ -65,9 +65,13 @@ TEST_F(WifiCommandsTest, RemovingANetworkDropsItsEntryButNeverTheLast) {
   EXPECT_EQ(Plist(kKnownNetworksPlist).keysAt({"KnownNetworks"}),
             (std::set<std::string>{"wifi.ssid.<436f7270 2d536563 757265>", "wifi.ssid.<43616665 20477565 7374>"}));
 
+  // The housekeeping family knows its words in lower case only.
+  const std::vector<Arg> cafe{ssid("Cafe Guest"), {"Username", "alex"}, {"InterfaceName", "en1"},
+                              {"WlanApiVersion", 1LL << 32}};
+  EXPECT_EQ(helper.error("DeleteSSIDConfiguration", cafe), "Unknown/Invalid command!");
+  EXPECT_EQ(rememberedNetworks(), (Names{"Corp-Secure", "Cafe Guest"}));
   // The low 32 bits of this version are 0: the pre-10.10 variant.
-  EXPECT_TRUE(helper.succeeds("DeleteSSIDConfiguration", {ssid("Cafe Guest"), {"Username", "alex"},
-                                                          {"InterfaceName", "en1"}, {"WlanApiVersion", 1LL << 32}}));
+  EXPECT_TRUE(helper.succeeds("deletessidconfiguration", cafe));
   EXPECT_EQ(rememberedNetworks(), Names{"Corp-Secure"});
 
   std::string before = fileBytes(kKnownNetworksPlist);
