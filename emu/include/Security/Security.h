@@ -5,5 +5,8 @@
 #include <Security/Authorization.h>
 #include <Security/SecBase.h>
 #include <Security/SecCertificate.h>
+#include <Security/SecItem.h>
+#include <Security/SecKeychain.h>
+#include <Security/SecKeychainItem.h>
 
 #endif /* !_SECURITY_SECURITY_H_ */
