@@ -5,6 +5,7 @@
 #include <Security/Authorization.h>
 #include <Security/SecBase.h>
 #include <Security/SecCertificate.h>
+#include <Security/SecCertificateOIDs.h>
 #include <Security/SecItem.h>
 #include <Security/SecKeychain.h>
 #include <Security/SecKeychainItem.h>
