@@ -9,5 +9,7 @@
 #include <Security/SecItem.h>
 #include <Security/SecKeychain.h>
 #include <Security/SecKeychainItem.h>
+#include <Security/SecPolicy.h>
+#include <Security/SecTrustSettings.h>
 
 #endif /* !_SECURITY_SECURITY_H_ */

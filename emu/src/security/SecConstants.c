@@ -42,7 +42,13 @@
   KEY(kSecOIDX509V1SubjectName, "2.16.840.1.113741.2.1.1.1.8")       \
   KEY(kSecOIDX509V1ValidityNotAfter, "2.16.840.1.113741.2.1.1.1.7")  \
   KEY(kSecOIDX509V1ValidityNotBefore, "2.16.840.1.113741.2.1.1.1.6") \
-  KEY(kSecOIDX509V1Version, "2.16.840.1.113741.2.1.1.1.2")
+  KEY(kSecOIDX509V1Version, "2.16.840.1.113741.2.1.1.1.2")           \
+  KEY(kSecPolicyAppleX509Basic, "1.2.840.113635.100.1.2")            \
+  KEY(kSecPolicyAppleSSL, "1.2.840.113635.100.1.3")                  \
+  KEY(kSecPolicyAppleEAP, "1.2.840.113635.100.1.12")                 \
+  KEY(kSecPolicyOid, "SecPolicyOid")                                 \
+  KEY(kSecPolicyName, "SecPolicyName")                               \
+  KEY(kSecPolicyClient, "SecPolicyClient")
 
 #define SEC_DEFINE_CONSTANT(name, text) CFStringRef name;
 SEC_STRING_CONSTANTS(SEC_DEFINE_CONSTANT)

@@ -67,4 +67,12 @@ SecCertificateRef certificateCreate(std::unique_ptr<X509Certificate> x509, SecKe
 // What a keychain stores for a certificate (Create rule).
 CFDictionaryRef createCertificateRecord(const X509Certificate &x509);
 
+// Policies (SecPolicy.cpp). The name trust settings record for a policy.
+CFStringRef policyName(SecPolicyRef policy);
+// A policy's identifier as trust settings store it: the content octets of
+// its DER object identifier (Create rule).
+CFDataRef copyPolicyOIDData(SecPolicyRef policy);
+// The policy such stored octets identify; null if none is emulated.
+SecPolicyRef policyCreateWithOIDData(CFDataRef data);
+
 }  // namespace emu::sec

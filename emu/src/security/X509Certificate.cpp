@@ -140,6 +140,25 @@ X509Certificate::Bytes X509Certificate::publicKeyHash() const {
   return digest;
 }
 
+bool X509Certificate::selfSigned() const {
+  X509 *x509 = x509_.get();
+  EVP_PKEY *key = X509_get0_pubkey(x509);
+  return X509_NAME_cmp(X509_get_subject_name(x509), X509_get_issuer_name(x509)) == 0 && key != nullptr &&
+         X509_verify(x509, key) == 1;
+}
+
+std::string X509Certificate::sha1Hex() const {
+  unsigned char digest[SHA_DIGEST_LENGTH];
+  SHA1(der_.data(), der_.size(), digest);
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string hex;
+  for (unsigned char byte : digest) {
+    hex += kDigits[byte >> 4];
+    hex += kDigits[byte & 0xf];
+  }
+  return hex;
+}
+
 long X509Certificate::version() const { return X509_get_version(x509_.get()) + 1; }
 
 double X509Certificate::notBefore() const { return cfTime(X509_get0_notBefore(x509_.get())); }

@@ -24,6 +24,11 @@ class X509Certificate {
   Bytes serialNumber() const;   // the content octets of the serial number
   Bytes subjectKeyID() const;   // empty when the extension is absent
   Bytes publicKeyHash() const;  // SHA-1 of the subject public key bits
+  // Whether the certificate names itself as issuer and its own key verifies
+  // its signature: a root.
+  bool selfSigned() const;
+  // SHA-1 of the DER in upper-case hex, as trust settings key certificates.
+  std::string sha1Hex() const;
   // 1 to 3 for X.509 v1 to v3.
   long version() const;
   double notBefore() const;  // seconds since 2001, the CF epoch

@@ -58,6 +58,9 @@ TEST_F(Certificate, EveryDebianCACertificateReadsAsOpensslReadsIt) {
       EXPECT_EQ(utf8(name.get()), commonName);
       EXPECT_EQ(utf8(adopt(SecCertificateCopySubjectSummary(certificate.get())).get()), commonName);
     }
+    // Each is a root, so it can be trusted as one.
+    EXPECT_EQ(SecTrustSettingsSetTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin, nullptr),
+              errSecSuccess);
   }
 }
 
