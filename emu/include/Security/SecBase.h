@@ -7,12 +7,31 @@
 
 CF_EXTERN_C_BEGIN
 
+typedef struct __SecCertificate *SecCertificateRef;
+typedef struct __SecPolicy *SecPolicyRef;
 typedef struct __SecKeychain *SecKeychainRef;
 typedef struct __SecKeychainItem *SecKeychainItemRef;
-typedef struct __SecCertificate *SecCertificateRef;
-typedef struct __SecAccess *SecAccessRef;
+
+typedef OSType SecKeychainAttrType;
+
+struct SecKeychainAttribute {
+  SecKeychainAttrType tag;
+  UInt32 length;
+  void *data;
+};
+typedef struct SecKeychainAttribute SecKeychainAttribute;
+typedef SecKeychainAttribute *SecKeychainAttributePtr;
+
+struct SecKeychainAttributeList {
+  UInt32 count;
+  SecKeychainAttribute *attr;
+};
+typedef struct SecKeychainAttributeList SecKeychainAttributeList;
+
+typedef UInt32 SecKeychainStatus;
+
 typedef struct __SecTrustedApplication *SecTrustedApplicationRef;
-typedef struct __SecPolicy *SecPolicyRef;
+typedef struct __SecAccess *SecAccessRef;
 
 enum {
   errSecSuccess = 0,
@@ -20,6 +39,7 @@ enum {
   errSecIO = -36,
   errSecOpWr = -49,
   errSecParam = -50,
+  errSecWrPerm = -61,
   errSecAllocate = -108,
   errSecUserCanceled = -128,
   errSecBadReq = -909,

@@ -1,4 +1,9 @@
+#include <Security/Authorization.h>
 #include <Security/SecBase.h>
+
+#include <cstring>
+
+#include "SecInternal.h"
 
 namespace {
 
@@ -14,6 +19,7 @@ const StatusMessage kMessages[] = {
     {errSecIO, "I/O error."},
     {errSecOpWr, "File already open with write permission."},
     {errSecParam, "One or more parameters passed to a function were not valid."},
+    {errSecWrPerm, "Write permissions error."},
     {errSecAllocate, "Failed to allocate memory."},
     {errSecUserCanceled, "User canceled the operation."},
     {errSecBadReq, "Bad parameter or invalid state for operation."},
@@ -36,11 +42,15 @@ const StatusMessage kMessages[] = {
     {errSecNoDefaultKeychain, "A default keychain could not be found."},
     {errSecInteractionNotAllowed, "User interaction is not allowed."},
     {errSecReadOnlyAttr, "The specified attribute could not be modified."},
-    {errSecWrongSecVersion, "This keychain was created by a different version of the system software and cannot be opened."},
-    {errSecKeySizeNotAllowed, "This item specifies a key size which is too large."},
-    {errSecNoStorageModule, "A required component (data storage module) could not be loaded. You may need to restart your computer."},
-    {errSecNoCertificateModule, "A required component (certificate module) could not be loaded. You may need to restart your computer."},
-    {errSecNoPolicyModule, "A required component (policy module) could not be loaded. You may need to restart your computer."},
+    {errSecWrongSecVersion,
+     "This keychain was created by a different version of the system software and cannot be opened."},
+    {errSecKeySizeNotAllowed, "This item specifies a key size which is too large or too small."},
+    {errSecNoStorageModule,
+     "A required component (data storage module) could not be loaded. You may need to restart your computer."},
+    {errSecNoCertificateModule,
+     "A required component (certificate module) could not be loaded. You may need to restart your computer."},
+    {errSecNoPolicyModule,
+     "A required component (policy module) could not be loaded. You may need to restart your computer."},
     {errSecInteractionRequired, "User interaction is required, but is currently not allowed."},
     {errSecDataNotAvailable, "The contents of this item cannot be retrieved."},
     {errSecDataNotModifiable, "The contents of this item cannot be modified."},
@@ -62,11 +72,16 @@ const StatusMessage kMessages[] = {
     {errSecNoTrustSettings, "No Trust Settings were found."},
     {errSecPkcs12VerifyFailure, "MAC verification failed during PKCS12 import (wrong password?)"},
     {errSecDecode, "Unable to decode the provided data."},
+    {errAuthorizationDenied, "The authorization was denied."},
 };
 
 }  // namespace
 
 CFStringRef SecCopyErrorMessageString(OSStatus status, void *) {
+  using emu::sec::kErrnoBase;
+  if (status > kErrnoBase && status < kErrnoBase + 256) {
+    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("UNIX[%s]"), std::strerror(status - kErrnoBase));
+  }
   for (const StatusMessage &entry : kMessages) {
     if (entry.status == status) {
       return CFStringCreateWithCString(kCFAllocatorDefault, entry.message, kCFStringEncodingUTF8);

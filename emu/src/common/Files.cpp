@@ -1,14 +1,12 @@
-// Whole-file reads and replacements, for the preferences and the store.
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "SCInternal.h"
+#include "Files.h"
 
-namespace emu::sc {
+namespace emu {
 
 bool readFile(const std::string &path, std::vector<UInt8> &bytes, struct stat &status) {
   status = {};
@@ -52,4 +50,4 @@ int replaceFile(const std::string &path, CFDataRef contents, mode_t mode) {
   return error;
 }
 
-}  // namespace emu::sc
+}  // namespace emu

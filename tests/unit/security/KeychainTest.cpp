@@ -1,0 +1,282 @@
+// Keychains and generic passwords, as the helper keeps 802.1X credentials.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "SecurityTestSupport.h"
+
+using namespace sectest;
+
+namespace {
+
+class Keychain : public CFTest {};
+
+std::string dataText(CFTypeRef data) {
+  if (data == nullptr || CFGetTypeID(data) != CFDataGetTypeID()) return "<not data>";
+  auto bytes = static_cast<CFDataRef>(data);
+  return std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)), CFDataGetLength(bytes));
+}
+
+OSStatus find(SecKeychainRef keychain, const std::string& service, const std::string& account,
+              xpc::CFRef<SecKeychainItemRef>* item = nullptr, std::string* password = nullptr) {
+  UInt32 length = 0;
+  void* data = nullptr;
+  OSStatus status =
+      SecKeychainFindGenericPassword(keychain, static_cast<UInt32>(service.size()), service.c_str(),
+                                     static_cast<UInt32>(account.size()), account.c_str(), password ? &length : nullptr,
+                                     password ? &data : nullptr, item ? item->initializeInto() : nullptr);
+  if (data != nullptr) {
+    password->assign(static_cast<const char*>(data), length);
+    SecKeychainItemFreeContent(nullptr, data);
+  }
+  return status;
+}
+
+// The query the helper's whole-keychain searches make.
+xpc::CFRef<CFMutableDictionaryRef> searchAll(SecKeychainRef keychain, CFStringRef itemClass) {
+  const void* values[] = {keychain};
+  auto keychains = adopt(CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks));
+  auto query = cfdictionary();
+  CFDictionarySetValue(query.get(), kSecUseKeychain, keychains.get());
+  CFDictionarySetValue(query.get(), kSecReturnAttributes, kCFBooleanTrue);
+  CFDictionarySetValue(query.get(), kSecReturnRef, kCFBooleanTrue);
+  CFDictionarySetValue(query.get(), kSecMatchLimit, kSecMatchLimitAll);
+  CFDictionarySetValue(query.get(), kSecClass, itemClass);
+  return query;
+}
+
+TEST_F(Keychain, StatusTellsAMissingOrBrokenFileFromAUsableOne) {
+  auto system = openKeychain();
+  SecKeychainStatus status = 0;
+  EXPECT_EQ(SecKeychainGetStatus(system.get(), &status), errSecSuccess);
+  EXPECT_EQ(status, kSecUnlockStateStatus | kSecReadPermStatus | kSecWritePermStatus);
+  char path[64];
+  UInt32 length = sizeof(path);
+  ASSERT_EQ(SecKeychainGetPath(system.get(), &length, path), errSecSuccess);
+  EXPECT_STREQ(path, kSystemKeychain);
+
+  // Opening never looks at the file; using the keychain does.
+  auto missing = openKeychain("/Library/Keychains/Missing.keychain");
+  EXPECT_EQ(SecKeychainGetStatus(missing.get(), &status), errSecNoSuchKeychain);
+  EXPECT_EQ(addPassword(missing.get(), "a", "s", "l", "d", "p"), errSecNoSuchKeychain);
+
+  for (const std::string& broken :
+       {std::string(), std::string("not a property list"), std::string("<plist><array/></plist>"),
+        std::string("<plist><dict><key>Items</key><array><string>x</string></array></dict></plist>")}) {
+    writeFile(kSystemKeychain, broken);
+    EXPECT_EQ(SecKeychainGetStatus(system.get(), &status), errSecInvalidKeychain) << broken;
+    EXPECT_EQ(addPassword(system.get(), "a", "s", "l", "d", "p"), errSecInvalidKeychain) << broken;
+    EXPECT_EQ(fileBytes(kSystemKeychain), broken) << "a broken keychain is left as it is";
+  }
+}
+
+TEST_F(Keychain, PasswordsAreStoredFoundAndDeletedByServiceAndAccount) {
+  auto system = openKeychain();
+  ASSERT_EQ(addPassword(system.get(), "alex", "corp-wifi", "Corp Wi-Fi", "802.1X Password", "s3cret"), errSecSuccess);
+
+  auto items = storedItems();
+  ASSERT_EQ(items.size(), 1u);
+  CFDictionaryRef stored = items[0].get();
+  EXPECT_EQ(utf8(valueAt(stored, "class")), "genp");
+  EXPECT_EQ(utf8(valueAt(stored, "acct")), "alex");
+  EXPECT_EQ(utf8(valueAt(stored, "svce")), "corp-wifi");
+  EXPECT_EQ(utf8(valueAt(stored, "labl")), "Corp Wi-Fi");
+  EXPECT_EQ(utf8(valueAt(stored, "desc")), "802.1X Password");
+  EXPECT_EQ(dataText(valueAt(stored, "v_Data")), "s3cret");
+  EXPECT_NE(valueAt(stored, "cdat"), nullptr);
+
+  // Same service and account: a duplicate, whatever the label.
+  EXPECT_EQ(addPassword(system.get(), "alex", "corp-wifi", "Other", "Other", "x"), errSecDuplicateItem);
+  EXPECT_EQ(addPassword(system.get(), "sam", "corp-wifi", "Corp Wi-Fi", "802.1X Password", "x"), errSecSuccess);
+  EXPECT_EQ(storedItems().size(), 2u);
+
+  xpc::CFRef<SecKeychainItemRef> item;
+  std::string password;
+  ASSERT_EQ(find(system.get(), "corp-wifi", "alex", &item, &password), errSecSuccess);
+  EXPECT_EQ(password, "s3cret");
+  EXPECT_EQ(CFGetTypeID(item.get()), SecKeychainItemGetTypeID());
+  EXPECT_EQ(find(system.get(), "corp-wifi", "nobody"), errSecItemNotFound);
+  EXPECT_EQ(find(system.get(), "Corp Wi-Fi", "alex"), errSecItemNotFound) << "the label plays no part";
+
+  EXPECT_EQ(SecKeychainItemDelete(item.get()), errSecSuccess);
+  EXPECT_EQ(find(system.get(), "corp-wifi", "alex"), errSecItemNotFound);
+  EXPECT_EQ(find(system.get(), "corp-wifi", "sam"), errSecSuccess);
+  EXPECT_EQ(SecKeychainItemDelete(item.get()), errSecInvalidItemRef) << "already gone";
+}
+
+TEST_F(Keychain, AttributesAreCheckedAndTheLabelDefaultsToTheService) {
+  auto system = openKeychain();
+  std::string service = "vpn";
+  UInt32 creator = 'abcd';
+  SecKeychainAttribute attributes[] = {{kSecServiceItemAttr, 3, service.data()}, {kSecCreatorItemAttr, 4, &creator}};
+  SecKeychainAttributeList list = {2, attributes};
+  xpc::CFRef<SecKeychainItemRef> item;
+  ASSERT_EQ(SecKeychainItemCreateFromContent(kSecGenericPasswordItemClass, &list, 0, nullptr, system.get(), nullptr,
+                                             item.initializeInto()),
+            errSecSuccess);
+  EXPECT_EQ(utf8(valueAt(storedItems()[0].get(), "labl")), "vpn");
+
+  SecKeychainAttribute unknown = {kSecServerItemAttr, 3, service.data()};
+  SecKeychainAttributeList withUnknown = {1, &unknown};
+  EXPECT_EQ(SecKeychainItemCreateFromContent(kSecGenericPasswordItemClass, &withUnknown, 0, nullptr, system.get(),
+                                             nullptr, nullptr),
+            errSecNoSuchAttr);
+  SecKeychainAttribute shortCode = {kSecCreatorItemAttr, 2, &creator};
+  SecKeychainAttributeList withShortCode = {1, &shortCode};
+  EXPECT_EQ(SecKeychainItemCreateFromContent(kSecGenericPasswordItemClass, &withShortCode, 0, nullptr, system.get(),
+                                             nullptr, nullptr),
+            errSecParam);
+  EXPECT_EQ(storedItems().size(), 1u);
+}
+
+TEST_F(Keychain, SearchResultsCarryTheItemReferenceAndItsAttributes) {
+  auto system = openKeychain();
+  CFTypeRef result = nullptr;
+  EXPECT_EQ(SecItemCopyMatching(searchAll(system.get(), kSecClassGenericPassword).get(), &result), errSecItemNotFound);
+  EXPECT_EQ(result, nullptr);
+
+  ASSERT_EQ(addPassword(system.get(), "alex", "corp-wifi", "Corp Wi-Fi", "802.1X Password", "s3cret"), errSecSuccess);
+  ASSERT_EQ(addPassword(system.get(), "sam", "lab-wifi", "Lab Wi-Fi", "802.1X Password", "pw"), errSecSuccess);
+  ASSERT_EQ(SecItemCopyMatching(searchAll(system.get(), kSecClassGenericPassword).get(), &result), errSecSuccess);
+  auto found = adopt(result);
+  ASSERT_EQ(CFGetTypeID(found.get()), CFArrayGetTypeID());
+  auto array = static_cast<CFArrayRef>(found.get());
+  ASSERT_EQ(CFArrayGetCount(array), 2);
+  CFTypeRef first = CFArrayGetValueAtIndex(array, 0);
+  EXPECT_EQ(utf8(valueAt(first, "class")), "genp");
+  EXPECT_EQ(utf8(valueAt(first, "labl")), "Corp Wi-Fi");
+  EXPECT_EQ(utf8(valueAt(first, "acct")), "alex");
+  EXPECT_EQ(valueAt(first, "v_Data"), nullptr) << "the password only when asked for";
+  CFTypeRef reference = valueAt(first, "v_Ref");
+  ASSERT_NE(reference, nullptr);
+  EXPECT_EQ(CFGetTypeID(reference), SecKeychainItemGetTypeID());
+  EXPECT_EQ(utf8(valueAt(CFArrayGetValueAtIndex(array, 1), "labl")), "Lab Wi-Fi");
+
+  // The reference deletes the item it came from.
+  EXPECT_EQ(SecKeychainItemDelete(static_cast<SecKeychainItemRef>(const_cast<void*>(reference))), errSecSuccess);
+  EXPECT_EQ(find(system.get(), "corp-wifi", "alex"), errSecItemNotFound);
+
+  // One item, by attribute, from the default search list (root's is the System keychain).
+  auto query = cfdictionary({{"class", kSecClassGenericPassword}, {"acct", cfstring("sam").get()}});
+  CFDictionarySetValue(query.get(), kSecReturnData, kCFBooleanTrue);
+  ASSERT_EQ(SecItemCopyMatching(query.get(), &result), errSecSuccess);
+  EXPECT_EQ(dataText(adopt(result).get()), "pw");
+}
+
+TEST_F(Keychain, SearchesRefuseWhatTheyCannotHonour) {
+  CFTypeRef result = nullptr;
+  EXPECT_EQ(SecItemCopyMatching(cfdictionary({{"acct", cfstring("sam").get()}}).get(), &result), errSecParam);
+  auto query = cfdictionary({{"class", kSecClassGenericPassword}});
+  CFDictionarySetValue(query.get(), kSecUseKeychain, CFSTR("/Library/Keychains/System.keychain"));
+  EXPECT_EQ(SecItemCopyMatching(query.get(), &result), errSecParam);
+  query = cfdictionary({{"class", kSecClassGenericPassword}, {"m_Limit", cfnumber(0LL).get()}});
+  EXPECT_EQ(SecItemCopyMatching(query.get(), &result), errSecParam);
+  query = cfdictionary({{"class", kSecClassGenericPassword}, {"m_SubjectContains", CFSTR("x")}});
+  EXPECT_EQ(SecItemCopyMatching(query.get(), &result), errSecUnimplemented);
+  EXPECT_EQ(result, nullptr);
+}
+
+TEST_F(Keychain, OnlyRootChangesTheSystemKeychain) {
+  auto system = openKeychain();
+  ASSERT_EQ(addPassword(system.get(), "alex", "corp-wifi", "l", "d", "p"), errSecSuccess);
+  std::string before = fileBytes(kSystemKeychain);
+  EXPECT_EQ(asUser([] {
+              auto keychain = openKeychain();
+              SecKeychainStatus status = 0;
+              if (SecKeychainGetStatus(keychain.get(), &status) != errSecSuccess) return 1;
+              if (status != (kSecUnlockStateStatus | kSecReadPermStatus)) return 2;
+              if (addPassword(keychain.get(), "sam", "s", "l", "d", "p") != errSecWrPerm) return 3;
+              xpc::CFRef<SecKeychainItemRef> item;
+              if (find(keychain.get(), "corp-wifi", "alex", &item) != errSecSuccess) return 4;
+              if (SecKeychainItemDelete(item.get()) != errSecWrPerm) return 5;
+              return 0;
+            }),
+            0);
+  EXPECT_EQ(fileBytes(kSystemKeychain), before);
+}
+
+TEST_F(Keychain, AWriteReplacesTheFileWholeAndKeepsItsMode) {
+  auto system = openKeychain();
+  ASSERT_EQ(chmod(kSystemKeychain, 0640), 0);
+  ASSERT_EQ(addPassword(system.get(), "alex", "corp-wifi", "l", "d", "p"), errSecSuccess);
+  struct stat status;
+  ASSERT_EQ(stat(kSystemKeychain, &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640u);
+  EXPECT_NE(access("/Library/Keychains/System.keychain-new", F_OK), 0);
+}
+
+TEST_F(Keychain, UserInteractionIsOneSettingForTheProcess) {
+  Boolean allowed = false;
+  ASSERT_EQ(SecKeychainGetUserInteractionAllowed(&allowed), errSecSuccess);
+  EXPECT_TRUE(allowed);
+  EXPECT_EQ(SecKeychainSetUserInteractionAllowed(false), errSecSuccess);
+  SecKeychainGetUserInteractionAllowed(&allowed);
+  EXPECT_FALSE(allowed);
+  EXPECT_EQ(SecKeychainSetUserInteractionAllowed(true), errSecSuccess);
+}
+
+TEST_F(Keychain, AnItemRecordsTheApplicationsItsAccessTrusts) {
+  xpc::CFRef<SecTrustedApplicationRef> self, eapol, missing;
+  ASSERT_EQ(SecTrustedApplicationCreateFromPath(nullptr, self.initializeInto()), errSecSuccess);
+  xpc::CFRef<CFDataRef> data;
+  ASSERT_EQ(SecTrustedApplicationCopyData(self.get(), data.initializeInto()), errSecSuccess);
+  char program[4096] = {};
+  ASSERT_GT(readlink("/proc/self/exe", program, sizeof(program) - 1), 0);
+  EXPECT_EQ(dataText(data.get()), std::string(program) + '\0');
+  const char* eapolclient = "/System/Library/SystemConfiguration/EAPOLController.bundle/Contents/Resources/eapolclient";
+  ASSERT_EQ(SecTrustedApplicationCreateFromPath(eapolclient, eapol.initializeInto()), errSecSuccess);
+  for (const char* path : {"/usr/libexec/mdmclient", "/System/Library/CoreServices/SystemUIServer.app"}) {
+    xpc::CFRef<SecTrustedApplicationRef> app;
+    EXPECT_EQ(SecTrustedApplicationCreateFromPath(path, app.initializeInto()), errSecSuccess) << path;
+  }
+  OSStatus status = SecTrustedApplicationCreateFromPath("/Applications/Missing.app", missing.initializeInto());
+  EXPECT_EQ(message(status), "UNIX[No such file or directory]");
+
+  const void* values[] = {self.get(), eapol.get()};
+  auto trusted = adopt(CFArrayCreate(nullptr, values, 2, &kCFTypeArrayCallBacks));
+  xpc::CFRef<SecAccessRef> access;
+  ASSERT_EQ(SecAccessCreate(CFSTR("Corp Wi-Fi"), trusted.get(), access.initializeInto()), errSecSuccess);
+  EXPECT_EQ(CFGetTypeID(access.get()), SecAccessGetTypeID());
+  const void* notApplications[] = {CFSTR("/usr/libexec/mdmclient")};
+  auto wrong = adopt(CFArrayCreate(nullptr, notApplications, 1, &kCFTypeArrayCallBacks));
+  xpc::CFRef<SecAccessRef> refused;
+  EXPECT_EQ(SecAccessCreate(CFSTR("x"), wrong.get(), refused.initializeInto()), errSecParam);
+
+  std::string account = "alex", service = "corp-wifi";
+  SecKeychainAttribute attributes[] = {{kSecAccountItemAttr, 4, account.data()},
+                                       {kSecServiceItemAttr, 9, service.data()}};
+  SecKeychainAttributeList list = {2, attributes};
+  auto system = openKeychain();
+  ASSERT_EQ(SecKeychainItemCreateFromContent(kSecGenericPasswordItemClass, &list, 2, "pw", system.get(), access.get(),
+                                             nullptr),
+            errSecSuccess);
+  ASSERT_EQ(addPassword(system.get(), "sam", "lab-wifi", "Lab Wi-Fi", "802.1X Password", "pw"), errSecSuccess);
+  auto items = storedItems();
+  EXPECT_EQ(utf8(valueAt(items[0].get(), {"Access", "Descriptor"})), "Corp Wi-Fi");
+  auto applications = static_cast<CFArrayRef>(valueAt(items[0].get(), {"Access", "TrustedApplications"}));
+  ASSERT_EQ(CFArrayGetCount(applications), 2);
+  EXPECT_EQ(utf8(CFArrayGetValueAtIndex(applications, 1)), eapolclient);
+  // By default the creating program alone, under the item's label.
+  EXPECT_EQ(utf8(valueAt(items[1].get(), {"Access", "Descriptor"})), "Lab Wi-Fi");
+  applications = static_cast<CFArrayRef>(valueAt(items[1].get(), {"Access", "TrustedApplications"}));
+  ASSERT_EQ(CFArrayGetCount(applications), 1);
+  EXPECT_EQ(utf8(CFArrayGetValueAtIndex(applications, 0)), program);
+
+  CFTypeRef result = nullptr;
+  auto query = cfdictionary({{"class", kSecClassGenericPassword}});
+  CFDictionarySetValue(query.get(), kSecReturnAttributes, kCFBooleanTrue);
+  ASSERT_EQ(SecItemCopyMatching(query.get(), &result), errSecSuccess);
+  EXPECT_EQ(valueAt(adopt(result).get(), "Access"), nullptr) << "the access is no attribute";
+}
+
+TEST_F(Keychain, StatusTextsAreTheFrameworks) {
+  EXPECT_EQ(message(errSecDuplicateItem), "The specified item already exists in the keychain.");
+  EXPECT_EQ(message(errSecItemNotFound), "The specified item could not be found in the keychain.");
+  EXPECT_EQ(message(errSecNoSuchKeychain), "The specified keychain could not be found.");
+  EXPECT_EQ(message(errSecInvalidKeychain), "The specified keychain is not a valid keychain file.");
+  EXPECT_EQ(message(errSecInvalidItemRef),
+            "The specified item is no longer valid. It may have been deleted from the keychain.");
+  EXPECT_EQ(message(errSecWrPerm), "Write permissions error.");
+  EXPECT_EQ(message(errSecNoSuchAttr), "The specified attribute does not exist.");
+}
+
+}  // namespace
