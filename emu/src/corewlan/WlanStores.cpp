@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <set>
 
+#include "RememberedNetworks.h"
 #include "WlanInternal.h"
 
 namespace emu::wlan {
@@ -41,6 +42,31 @@ Owned<CFDictionaryRef> readDictionary(const char *path, CFOptionFlags mutability
 int writeDictionary(const char *path, CFDictionaryRef dictionary, mode_t mode) {
   Owned<CFDataRef> data(CFPropertyListCreateData(nullptr, dictionary, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   return data ? emu::sc::replaceFile(path, data.get(), mode) : EINVAL;
+}
+
+// Reads the remembered networks, lets `change` edit or replace the entries
+// and the order (it answers whether it changed anything) and writes them
+// back; the rest of the file stays as it was.
+template <typename Change>
+int editKnownNetworks(Change change) {
+  int error;
+  mode_t mode;
+  Owned<CFDictionaryRef> current = readDictionary(kKnownNetworksPath, kCFPropertyListImmutable, error, mode);
+  if (error != 0) return error;
+  Owned<CFMutableDictionaryRef> root(current ? CFDictionaryCreateMutableCopy(nullptr, 0, current.get())
+                                             : emu::sc::createMutableDictionary());
+  CFTypeRef known = CFDictionaryGetValue(root.get(), CFSTR("KnownNetworks"));
+  CFTypeRef order = CFDictionaryGetValue(root.get(), CFSTR("PreferredOrder"));
+  Owned<CFMutableDictionaryRef> networks(
+      isDictionary(known) ? CFDictionaryCreateMutableCopy(nullptr, 0, static_cast<CFDictionaryRef>(known))
+                          : emu::sc::createMutableDictionary());
+  Owned<CFMutableArrayRef> keys(emu::sc::isA(order, CFArrayGetTypeID())
+                                    ? CFArrayCreateMutableCopy(nullptr, 0, static_cast<CFArrayRef>(order))
+                                    : CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+  if (!change(networks, keys)) return 0;
+  CFDictionarySetValue(root.get(), CFSTR("KnownNetworks"), networks.get());
+  CFDictionarySetValue(root.get(), CFSTR("PreferredOrder"), keys.get());
+  return writeDictionary(kKnownNetworksPath, root.get(), mode);
 }
 
 void addProfile(std::vector<Ref> &profiles, std::set<std::string> &added, CFStringRef key, CFTypeRef entry) {
@@ -82,24 +108,18 @@ bool loadKnownNetworks(std::vector<Ref> &profiles) {
 }
 
 int saveKnownNetworks(const std::vector<Ref> &profiles) {
-  int error;
-  mode_t mode;
-  Owned<CFDictionaryRef> current = readDictionary(kKnownNetworksPath, kCFPropertyListImmutable, error, mode);
-  if (error != 0) return error;
-  Owned<CFMutableDictionaryRef> root(current ? CFDictionaryCreateMutableCopy(nullptr, 0, current.get())
-                                             : emu::sc::createMutableDictionary());
-  Owned<CFMutableDictionaryRef> known(emu::sc::createMutableDictionary());
-  Owned<CFMutableArrayRef> order(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-  for (const Ref &ref : profiles) {
-    const auto *profile = static_cast<const NetworkProfile *>(ref.get());
-    Owned<CFStringRef> key(emu::sc::createString(profile->key));
-    if (CFDictionaryContainsKey(known.get(), key.get())) continue;
-    CFDictionarySetValue(known.get(), key.get(), profile->entry.get());
-    CFArrayAppendValue(order.get(), key.get());
-  }
-  CFDictionarySetValue(root.get(), CFSTR("KnownNetworks"), known.get());
-  CFDictionarySetValue(root.get(), CFSTR("PreferredOrder"), order.get());
-  return writeDictionary(kKnownNetworksPath, root.get(), mode);
+  return editKnownNetworks([&](auto &networks, auto &order) {
+    networks.reset(emu::sc::createMutableDictionary());
+    order.reset(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    for (const Ref &ref : profiles) {
+      const auto *profile = static_cast<const NetworkProfile *>(ref.get());
+      Owned<CFStringRef> key(emu::sc::createString(profile->key));
+      if (CFDictionaryContainsKey(networks.get(), key.get())) continue;
+      CFDictionarySetValue(networks.get(), key.get(), profile->entry.get());
+      CFArrayAppendValue(order.get(), key.get());
+    }
+    return true;
+  });
 }
 
 Owned<CFMutableDictionaryRef> loadRadio() {
@@ -111,5 +131,42 @@ Owned<CFMutableDictionaryRef> loadRadio() {
 }
 
 int saveRadio(CFDictionaryRef radio) { return writeDictionary(kRadioPath, radio, 0644); }
+
+std::string knownNetworkKey(CFDataRef ssid) {
+  static const char kDigits[] = "0123456789abcdef";
+  std::string key = "wifi.ssid.<";
+  const UInt8 *bytes = CFDataGetBytePtr(ssid);
+  for (CFIndex i = 0; i < CFDataGetLength(ssid); ++i) {
+    if (i > 0 && i % 4 == 0) key += ' ';
+    key += kDigits[bytes[i] >> 4];
+    key += kDigits[bytes[i] & 0xf];
+  }
+  return key + ">";
+}
+
+int rememberNetwork(CFDictionaryRef entry) {
+  CFTypeRef ssid = CFDictionaryGetValue(entry, CFSTR("SSID"));
+  if (!emu::sc::isA(ssid, CFDataGetTypeID())) return EINVAL;
+  Owned<CFStringRef> key(emu::sc::createString(knownNetworkKey(static_cast<CFDataRef>(ssid))));
+  return editKnownNetworks([&](auto &networks, auto &order) {
+    CFDictionarySetValue(networks.get(), key.get(), entry);
+    if (!CFArrayContainsValue(order.get(), CFRangeMake(0, CFArrayGetCount(order.get())), key.get())) {
+      CFArrayAppendValue(order.get(), key.get());
+    }
+    return true;
+  });
+}
+
+int forgetNetwork(CFDataRef ssid) {
+  Owned<CFStringRef> key(emu::sc::createString(knownNetworkKey(ssid)));
+  return editKnownNetworks([&](auto &networks, auto &order) {
+    CFIndex position =
+        CFArrayGetFirstIndexOfValue(order.get(), CFRangeMake(0, CFArrayGetCount(order.get())), key.get());
+    bool known = CFDictionaryContainsKey(networks.get(), key.get());
+    if (position != kCFNotFound) CFArrayRemoveValueAtIndex(order.get(), position);
+    CFDictionaryRemoveValue(networks.get(), key.get());
+    return known || position != kCFNotFound;
+  });
+}
 
 }  // namespace emu::wlan
