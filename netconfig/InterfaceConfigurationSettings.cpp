@@ -25,6 +25,7 @@ const struct {
   const char* word;
   Self::Handler handler;
 } kCommands[] = {
+    {"commitmobileconfig", &Self::commitMobileconfigData},
     {"setssidpriority", &Self::setProfileToPriorityIndex},
     {"proxysetmanualserver", &Self::setManualProxyServer},
     {"proxydisable", &Self::disableProxyServer},

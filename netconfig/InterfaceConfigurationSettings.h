@@ -17,8 +17,9 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
 
   // One handler per command word. Each makes its helper, reads its arguments
   // and answers with its reply; a null message is logged and gets none.
-  // Moving a remembered Wi-Fi network belongs to the profiles subsystem and
-  // is defined there.
+  // Installing a profile and moving a remembered Wi-Fi network belong to the
+  // profiles subsystem and are defined there.
+  xpc_object_t commitMobileconfigData(xpc_object_t message);
   xpc_object_t setProfileToPriorityIndex(xpc_object_t message);
   xpc_object_t setManualProxyServer(xpc_object_t message);
   xpc_object_t disableProxyServer(xpc_object_t message);
@@ -31,6 +32,9 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
   xpc_object_t dhcpRenew(xpc_object_t message);
 
   bool setInterfaceAdminState(std::string interfaceName, bool up);
+  // Installs the profile file with the system's profiles tool, for the
+  // machine or for the named user; true when the tool succeeded.
+  bool writeMobileconfigData(bool asSystemProfile, std::string username, std::string path);
 
   using Handler = xpc_object_t (InterfaceConfigurationSettings::*)(xpc_object_t);
 

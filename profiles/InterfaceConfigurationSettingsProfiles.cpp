@@ -1,7 +1,58 @@
-// The interface family's command of the profiles subsystem: moving a
-// remembered Wi-Fi network to a position in the preferred-network list.
+// The interface family's commands of the profiles subsystem: installing a
+// configuration profile file, and moving a remembered Wi-Fi network to a
+// position in the preferred-network list.
 #include "CoreWlanHelper.h"
+#include "ExecuteProgram.h"
 #include "InterfaceConfigurationSettings.h"
+#include "OsFileSystemUtils.h"
+
+xpc_object_t InterfaceConfigurationSettings::commitMobileconfigData(xpc_object_t message) {
+  return run(message,
+             {"No command object was provided while attempting to commit mobileconfig data!", "MobileConfigPath",
+              "Invalid data provided while trying to commit the profile to the OS!"},
+             [&](const Arguments& a) -> Result {
+               log(6, "Mobileconfig path : " + a.first);
+               // An absent flag reads as false: a profile for the user.
+               return writeMobileconfigData(xpc_dictionary_get_bool(message, "AsSystemProfile"),
+                                            getStringFromXpc(message, "CurrentUsername"), a.first);
+             });
+}
+
+bool InterfaceConfigurationSettings::writeMobileconfigData(bool asSystemProfile, std::string username,
+                                                           std::string path) {
+  if (path.empty()) {
+    log(4, "No mobileconfig path was provided while attempting to write our mobileconfig data!");
+    return false;
+  }
+  if (!xpc::OsFileSystemUtils(logger).fileExists(path)) {
+    log(4, "The mobileconfig file at '" + path + "' doesn't exist!");
+    return false;
+  }
+  // The path is quoted, the user name is not; neither is escaped. The tool
+  // takes -i for the machine and -I with -U for a user.
+  std::string line;
+  if (asSystemProfile) {
+    log(5, "Building the profile call to install as a system profile.");
+    line = "/usr/bin/profiles -i -F \"" + path + "\"";
+  } else {
+    log(5, "Building the profile call to install as the current user.");
+    if (username.empty()) {
+      log(4, "Unable to install the profile as the current user!  The user name provided was an empty string!");
+      return false;
+    }
+    line = "/usr/bin/profiles -I -U " + username + " -F \"" + path + "\"";
+  }
+  ExecuteProgram program(logger);
+  int result = program.executeWithShell(line);
+  // The exit status alone decides; what the tool printed is only reported.
+  if (result == 0) {
+    log(1, "The profile was installed properly.");
+    return true;
+  }
+  log(4, "The attempt to install the profile resulted in error : " + std::to_string(result));
+  program.logOutput();
+  return false;
+}
 
 xpc_object_t InterfaceConfigurationSettings::setProfileToPriorityIndex(xpc_object_t message) {
   return run(

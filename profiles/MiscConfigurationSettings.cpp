@@ -1,7 +1,18 @@
 #include "MiscConfigurationSettings.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "ConfigurationProfileManager.h"
 #include "CoreWlanHelper.h"
+#include "ExecuteProgram.h"
 #include "LogLine.h"
+#include "OsFileSystemUtils.h"
+#include "StringTools.h"
 
 struct MiscConfigurationSettings::Command {
   const char* word;
@@ -12,6 +23,14 @@ namespace {
 
 // This family has one text for a missing message and a missing command name.
 const char kNoCommandText[] = "No command object was provided while handling misc configuration commands!";
+
+const char kProfileDump[] = "/tmp/profiledump.txt";
+
+// The only files "deletefileasroot" removes: those whose path starts so.
+const char kDeletablePrefix[] = "/Applications/helloworld";
+
+// "<errno> -- <its text>", as the failure replies quote an error.
+std::string errorText(int error) { return std::to_string(error) + " -- " + std::strerror(error); }
 
 }  // namespace
 
@@ -25,7 +44,11 @@ xpc_object_t MiscConfigurationSettings::handleCommand(std::string command, xpc_o
   using Self = MiscConfigurationSettings;
   // The order in which the words are tested.
   static const Command kCommands[] = {
+      {"installzipappasroot", &Self::installZipToApplicationFolder},
+      {"deletefileasroot", &Self::deleteFileAsRoot},
       {"deletessidconfiguration", &Self::deleteNetworkConfigForSsid},
+      {"uninstall", &Self::removeHelperApp},
+      {"deleteprofilesforssid", &Self::deleteProfilesForSsid},
   };
 
   if (message == nullptr) {
@@ -41,20 +64,71 @@ xpc_object_t MiscConfigurationSettings::handleCommand(std::string command, xpc_o
   return nullptr;
 }
 
-xpc_object_t MiscConfigurationSettings::deleteNetworkConfigForSsid(xpc_object_t message) {
+xpc_object_t MiscConfigurationSettings::installZipToApplicationFolder(xpc_object_t message) {
   if (message == nullptr) {
-    log(4, "No command object was provided while attempting to delete a network configuration for an "
-           "SSID!");
+    log(4, "No command object was provided while attempting to install a .zip to the application folder!");
     return nullptr;
   }
-  size_t ssidLength = 0;
-  const void* ssid = xpc_dictionary_get_data(message, "SSID", &ssidLength);
-  if (ssid == nullptr || ssidLength == 0) return createError(message, "No SSID was provided to delete!");
-  // Required, though the removal does not depend on the user.
-  if (getStringFromXpc(message, "Username").empty()) {
-    return createError(
-        message, "No user name was provided while attempting to delete the configuration for an SSID!");
+  std::string zip = getStringFromXpc(message, "ZipFile");
+  if (zip.empty()) return createError(message, "Invalid data provided while trying to install an application zip file!");
+  std::string destination = getStringFromXpc(message, "Destination");
+  log(5, "Installing .zip file from : " + zip);
+  FILE* archive = std::fopen(zip.c_str(), "r");
+  if (archive == nullptr) return createError(message, "The source .zip file doesn't appear to exist at : " + zip);
+  std::fclose(archive);
+  // The destination only chooses between the two folders; no path is taken
+  // from the client but the archive's.
+  const char* folder = destination == "Utilities" ? "/Applications/Utilities/" : "/Applications/";
+  std::string line = std::string("unzip -o \"") + zip + "\" -d \"" + folder + "\"";
+  int result = std::system(line.c_str());
+  if (result == 0) return createSuccessOrFailure(message, true);
+  // The raw status goes to strerror as it is.
+  return createError(message, "Unable to unzip the application zip file at : " + zip + " (Error is : " +
+                                  errorText(result) + ")");
+}
+
+xpc_object_t MiscConfigurationSettings::deleteFileAsRoot(xpc_object_t message) {
+  if (message == nullptr) {
+    log(4, "No command object was provided while attempting to delete a file as root!");
+    return nullptr;
   }
+  std::string file = getStringFromXpc(message, "File");
+  if (file.empty()) return createError(message, "No file name was provided to delete!");
+  if (!xpc::StringTools::startsWith(file, kDeletablePrefix)) {
+    return createError(message, "The file name provided does not meet the criteria necessary for deletion!");
+  }
+  if (unlink(file.c_str()) != 0) {
+    return createError(message, "Unable to delete the requested file!  (Error : " + errorText(errno) + ")");
+  }
+  return createSuccessOrFailure(message, true);
+}
+
+bool MiscConfigurationSettings::readSsidRequest(xpc_object_t message, SsidRequest& request,
+                                                xpc_object_t& refusal) {
+  refusal = nullptr;
+  if (message == nullptr) {
+    log(4, "No command object was provided while attempting to delete a network configuration for an SSID!");
+    return false;
+  }
+  request.ssid = static_cast<const char*>(xpc_dictionary_get_data(message, "SSID", &request.length));
+  if (request.ssid == nullptr || request.length == 0) {
+    refusal = createError(message, "No SSID was provided to delete!");
+    return false;
+  }
+  // Required by both commands, though removing a network does not use it.
+  request.username = getStringFromXpc(message, "Username");
+  if (request.username.empty()) {
+    refusal = createError(message,
+                          "No user name was provided while attempting to delete the configuration for an SSID!");
+    return false;
+  }
+  return true;
+}
+
+xpc_object_t MiscConfigurationSettings::deleteNetworkConfigForSsid(xpc_object_t message) {
+  SsidRequest request;
+  xpc_object_t refusal;
+  if (!readSsidRequest(message, request, refusal)) return refusal;
   std::string interfaceName = getStringFromXpc(message, "InterfaceName");
   if (interfaceName.empty()) {
     return createError(message, "No interface name was provided while attempting to delete an SSID!");
@@ -66,6 +140,54 @@ xpc_object_t MiscConfigurationSettings::deleteNetworkConfigForSsid(xpc_object_t 
                        "configuration for an SSID!");
   }
   xpc::CoreWlanHelper wifi(logger, version);
-  return createSuccessOrFailure(
-      message, wifi.deleteConfigurationForSsid(interfaceName, static_cast<const char*>(ssid), ssidLength));
+  return createSuccessOrFailure(message, wifi.deleteConfigurationForSsid(interfaceName, request.ssid, request.length));
+}
+
+xpc_object_t MiscConfigurationSettings::removeHelperApp(xpc_object_t message) {
+  if (message == nullptr) {
+    log(4, "The message provided to removeHelperApp() was NULL!");
+    return nullptr;
+  }
+  // The installed files are named by the service label. Nothing is
+  // restored when the second removal fails, and the running process goes on
+  // serving: launchd drops the job once its files are gone.
+  xpc::OsFileSystemUtils files(logger);
+  if (!files.deleteFile(std::string("/Library/PrivilegedHelperTools/") + MACHELPER_SERVICE_LABEL)) {
+    return createError(message, "Unable to uninstall the helper app binary!");
+  }
+  if (!files.deleteFile(std::string("/Library/LaunchDaemons/") + MACHELPER_SERVICE_LABEL + ".plist")) {
+    return createError(message, "Unable to uninstall the helper app plist file!");
+  }
+  log(5, "The helper app has been uninstalled.");
+  return createSuccessOrFailure(message, true);
+}
+
+xpc_object_t MiscConfigurationSettings::deleteProfilesForSsid(xpc_object_t message) {
+  SsidRequest request;
+  xpc_object_t refusal;
+  if (!readSsidRequest(message, request, refusal)) return refusal;
+  std::string ssid(request.ssid, strnlen(request.ssid, request.length));
+  return createSuccessOrFailure(message, deleteProfileBySsid(ssid, request.username));
+}
+
+bool MiscConfigurationSettings::deleteProfileBySsid(std::string ssid, std::string username) {
+  if (ssid.empty()) {
+    log(4, "No SSID was provided while attempting to delete profiles for the named SSID!");
+    return false;
+  }
+  if (ExecuteProgram(logger).executeWithShell(std::string("/usr/bin/profiles -P -o ") + kProfileDump) != 0) {
+    log(4, "Unable to get the listing of all available profiles!");
+    return false;
+  }
+  xpc::OsFileSystemUtils files(logger);
+  ConfigurationProfileManager manager(logger);
+  if (!manager.loadProfiles(kProfileDump)) {
+    log(4, "Unable to read the existing configuration profile information!");
+    if (!files.deleteFile(kProfileDump)) log(3, "Unable to delete the configuration profile dump temporary file!");
+    return false;
+  }
+  bool deleted = manager.deleteProfilesForSsidAndUsername(ssid, username);
+  if (!deleted) log(4, "Unable to delete all of the existing configuration profiles for the SSID '" + ssid + "'!");
+  if (!files.deleteFile(kProfileDump)) log(3, "Unable to delete the configuration profile dump temporary file!  (2)");
+  return deleted;
 }

@@ -31,3 +31,8 @@ void ExecuteProgram::collect(const char* path, std::string& text, const char* de
 std::string ExecuteProgram::getStdOut() const { return stdOut; }
 
 std::string ExecuteProgram::getStdErr() const { return stdErr; }
+
+void ExecuteProgram::logOutput() {
+  if (!stdOut.empty()) xpc::logLine(logger, 5, "   STDOUT : " + stdOut);
+  if (!stdErr.empty()) xpc::logLine(logger, 5, "   STDERR : " + stdErr);
+}

@@ -14,6 +14,9 @@ class ExecuteProgram {
   int executeWithShell(std::string command);
   std::string getStdOut() const;
   std::string getStdErr() const;
+  // "   STDOUT : " and "   STDERR : " with the captured texts that are not
+  // empty, at level 5: how callers report a command that failed.
+  void logOutput();
 
  private:
   // Reads one capture file into `text` and removes it.

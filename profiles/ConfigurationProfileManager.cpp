@@ -1,0 +1,213 @@
+#include "ConfigurationProfileManager.h"
+
+#include "CFCast.h"
+#include "DictionaryHelper.h"
+#include "ExecuteProgram.h"
+#include "LogLine.h"
+#include "PlistManipulator.h"
+
+namespace {
+
+const char kComputerLevel[] = "_computerlevel";
+
+// Makes the value the helper's dictionary. A value of another type is
+// refused like one the helper cannot take.
+bool useDictionary(xpc::DictionaryHelper& helper, const void* value) {
+  CFDictionaryRef dictionary = xpc::cfCast<CFDictionaryRef>(value);
+  return dictionary != nullptr && helper.setActiveDictionary(dictionary);
+}
+
+// The helper clears what it holds before it takes another dictionary; a
+// fresh helper holds nothing yet.
+bool clear(xpc::DictionaryHelper& helper) {
+  return !helper.haveActiveDictionary() || helper.clearActiveDictionary();
+}
+
+}  // namespace
+
+ConfigurationProfileManager::ConfigurationProfileManager(Logger* logger) : logger(logger) {}
+
+bool ConfigurationProfileManager::loadProfiles(std::string path) {
+  if (path.empty()) {
+    xpc::logLine(logger, 4, "Unable to load the configuration profile dump!  The path provided is empty!");
+    return false;
+  }
+  xpc::PlistManipulator dump(logger);
+  if (!dump.loadPlistFile(path)) {
+    xpc::logLine(logger, 4, "Failed to load the configuration profile dump data!");
+    return false;
+  }
+  std::vector<std::string> owners;
+  // A dump whose root is not a dictionary has no owners to list.
+  if (xpc::cfCast<CFDictionaryRef>(dump.getPropertyList()) == nullptr || !dump.getAllKeys(owners)) {
+    xpc::logLine(logger, 4, "Unable to enumerate the key names for this dictionary!");
+    return false;
+  }
+  profiles.clear();
+  for (const std::string& owner : owners) {
+    const void* value = nullptr;
+    int result = dump.getValue(owner, &value);
+    if (result == 1) {
+      xpc::logLine(logger, 3, "No dictionary data was found for the key '" + owner + "'!");
+      continue;
+    }
+    if (result == -1) {
+      xpc::logLine(logger, 4, "Error getting the dictionary for the key '" + owner + "'!");
+      return false;
+    }
+    CFArrayRef list = xpc::cfCast<CFArrayRef>(value);
+    if (result != 0 || list == nullptr) continue;
+    for (CFIndex i = 0; i < CFArrayGetCount(list); ++i) {
+      auto profile = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(list, i));
+      if (!processSingleProfile(owner, profile)) {
+        // Whatever the owner, the text names the machine's array.
+        xpc::logLine(logger, 4,
+                     "Unable to get profile information at index " + std::to_string(i) + " in the " +
+                         kComputerLevel + " array!");
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+bool ConfigurationProfileManager::processSingleProfile(std::string username, CFDictionaryRef profile) {
+  if (profile == nullptr) {
+    xpc::logLine(logger, 4, "No dictionary was provided to processSingleProfile()!");
+    return false;
+  }
+  xpc::DictionaryHelper helper(logger);
+  if (!useDictionary(helper, profile)) {
+    xpc::logLine(logger, 4, "Unable to assign the current dictionary blob to our dictionary helper!");
+    return false;
+  }
+  ConfigurationProfileData record;
+  record.clear();
+  record.setUsername(username);
+
+  std::string name;
+  if (helper.getValue("ProfileDisplayName", name) != 0) {
+    xpc::logLine(logger, 4, "Unable to get the profile display name from our dictionary!");
+    return false;
+  }
+  if (name.empty()) {
+    xpc::logLine(logger, 4, "The profile display name for a profile was empty!?");
+    return false;
+  }
+  record.setProfileName(name);
+
+  std::string identifier;
+  if (helper.getValue("ProfileIdentifier", identifier) != 0) {
+    xpc::logLine(logger, 4, "Unable to get the profile identifier from our dictionary!");
+    return false;
+  }
+  if (identifier.empty()) {
+    xpc::logLine(logger, 4, "The profile identifier for a profile was empty!?");
+    return false;
+  }
+  record.setIdentifier(identifier);
+
+  const void* items = nullptr;
+  if (helper.getValue("ProfileItems", &items) != 0 || xpc::cfCast<CFArrayRef>(items) == nullptr) {
+    xpc::logLine(logger, 4, "Unable to locate the profile items from our dictionary!");
+    return false;
+  }
+  std::string ssid;
+  if (!findSsidInProfileItems(static_cast<CFArrayRef>(items), ssid)) return false;
+  if (!ssid.empty()) {
+    xpc::logLine(logger, 5, "Found the SSID '" + ssid + "' for the profile '" + name + "'.");
+    record.setSsidName(ssid);
+    profiles.push_back(record);
+  }
+  return true;
+}
+
+bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::string& ssid) {
+  if (items == nullptr) {
+    xpc::logLine(logger, 4, "The array of profile items was NULL while looking for the SSID!");
+    return false;
+  }
+  ssid.clear();
+  xpc::DictionaryHelper helper(logger);
+  for (CFIndex i = 0; i < CFArrayGetCount(items); ++i) {
+    std::string index = std::to_string(i);
+    const void* item = CFArrayGetValueAtIndex(items, i);
+    if (item == nullptr) {
+      xpc::logLine(logger, 4, "The dictionary at index " + index + " was NULL!");
+      return false;
+    }
+    if (!clear(helper)) {
+      xpc::logLine(logger, 4, "Unable to clear the current dictionary in memory from our helper object!");
+      return false;
+    }
+    if (!useDictionary(helper, item)) {
+      xpc::logLine(logger, 4, "Unable to apply the current directory to our directory helper object!");
+      return false;
+    }
+    void* content = nullptr;
+    switch (helper.getValue("PayloadContent", &content)) {
+      case 0:
+        break;
+      case 1:
+        xpc::logLine(logger, 4, "The PayloadContent section of our dictionary wasn't found!?");
+        return false;
+      case -1:
+        xpc::logLine(logger, 4,
+                     "There was an error getting the payload content dictionary at index " + index + ".");
+        return false;
+      default:
+        xpc::logLine(logger, 4, "Unknown result code while getting the PayloadContent from our dictionary data!");
+        return false;
+    }
+    // The items array still holds the payload, and with it its content.
+    if (!clear(helper)) {
+      xpc::logLine(logger, 4, "Unable to clear the current dictionary from our helper object!");
+      return false;
+    }
+    if (!useDictionary(helper, content)) {
+      xpc::logLine(logger, 4, "Unable to set the new dictionary to our dictionary helper object!");
+      return false;
+    }
+    std::string name;
+    int result = helper.getValue("SSID_STR", name);
+    if (result == 0) {
+      xpc::logLine(logger, 5, "Located the SSID string of : " + name);
+      ssid = name;
+      return true;
+    }
+    if (result != 1) {
+      xpc::logLine(logger, 4, "Error looking for the SSID in our PayloadContent dictionary!");
+      return false;
+    }
+  }
+  return true;
+}
+
+bool ConfigurationProfileManager::deleteProfilesForSsidAndUsername(std::string ssid, std::string username) {
+  if (username.empty()) {
+    xpc::logLine(logger, 4, "The username provided to deleteProfilesForSsidAndUsername() was empty!");
+    return false;
+  }
+  if (ssid.empty()) {
+    xpc::logLine(logger, 4, "The SSID provided to deleteProfilesForSsidAndUsername() was empty!");
+    return false;
+  }
+  for (const ConfigurationProfileData& profile : profiles) {
+    if (profile.getUsername() != username || profile.getSsidName() != ssid) continue;
+    xpc::logLine(logger, 5,
+                 "Found a match for the user name and SSID '" + ssid +
+                     "'.  Attempting to delete the profile.");
+    // Neither value is quoted: the profiles tool takes them as they are.
+    std::string line = "/usr/bin/profiles -R -p " + profile.getIdentifier();
+    if (username != kComputerLevel) line += " -U " + username;
+    ExecuteProgram program(logger);
+    int result = program.executeWithShell(line);
+    if (result != 0) {
+      xpc::logLine(logger, 4, "Unable to delete the target profile! (Error code : " + std::to_string(result) + ")");
+      program.logOutput();
+      return false;
+    }
+  }
+  xpc::logLine(logger, 5, "All conflicting profiles have been deleted.");
+  return true;
+}
