@@ -46,3 +46,14 @@ long long Plist::intAt(std::initializer_list<std::string> keys) const {
   CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberLongLongType, &number);
   return number;
 }
+
+std::vector<std::string> rememberedNetworks() {
+  Plist known(kKnownNetworksPlist);
+  std::vector<std::string> names;
+  CFTypeRef order = known.at({"PreferredOrder"});
+  for (CFIndex i = 0; order && i < CFArrayGetCount(static_cast<CFArrayRef>(order)); ++i) {
+    std::string key = utf8(CFArrayGetValueAtIndex(static_cast<CFArrayRef>(order), i));
+    names.push_back(known.stringAt({"KnownNetworks", key, "SSIDString"}));
+  }
+  return names;
+}

@@ -64,3 +64,6 @@ class Plist {
  private:
   xpc::CFRef<CFPropertyListRef> root_;
 };
+
+// The names of the remembered Wi-Fi networks, most preferred first.
+std::vector<std::string> rememberedNetworks();

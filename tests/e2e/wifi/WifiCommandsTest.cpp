@@ -9,18 +9,6 @@ namespace {
 // An SSID as clients send it: the name's bytes and a NUL.
 Arg ssid(const std::string& name) { return Arg::data("SSID", name + std::string(1, '\0')); }
 
-// The remembered networks' names, most preferred first.
-std::vector<std::string> rememberedNetworks() {
-  Plist known(kKnownNetworksPlist);
-  std::vector<std::string> names;
-  CFTypeRef order = known.at({"PreferredOrder"});
-  for (CFIndex i = 0; order && i < CFArrayGetCount(static_cast<CFArrayRef>(order)); ++i) {
-    std::string key = utf8(CFArrayGetValueAtIndex(static_cast<CFArrayRef>(order), i));
-    names.push_back(known.stringAt({"KnownNetworks", key, "SSIDString"}));
-  }
-  return names;
-}
-
 using Names = std::vector<std::string>;
 
 class WifiCommandsTest : public ::testing::Test {

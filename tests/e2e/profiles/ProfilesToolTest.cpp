@@ -1,0 +1,216 @@
+// /usr/bin/profiles in the fake Mac, as the helper and a person use it: what
+// installing and removing change on the system, the listing the helper
+// reads, and how the tool refuses what it cannot install.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <regex>
+
+#include "ProfilesTestSupport.h"
+
+using namespace profiletest;
+
+namespace {
+
+using Names = std::vector<std::string>;
+using Owners = std::map<std::string, Names>;
+
+const Names kImageNetworks{"Corp-Secure", "HomeNet", "Cafe Guest"};
+const char kCampusKey[] = "wifi.ssid.<43616d70 75732d53 65637572 65>";
+
+// The first profile of the owner in the listing the tool writes.
+xpc::CFRef<CFDictionaryRef> listedProfile(const std::string& owner) {
+  EXPECT_EQ(profiles({"-P", "-o", "/tmp/listed.plist"}).status, 0);
+  auto root = readPropertyList("/tmp/listed.plist");
+  auto list = static_cast<CFArrayRef>(valueAt(root.get(), owner));
+  if (list == nullptr || CFArrayGetCount(list) == 0) return {};
+  return xpc::CFRef<CFDictionaryRef>(static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(list, 0)),
+                                     xpc::RefPolicy::Retain);
+}
+
+std::set<std::string> keySet(CFTypeRef dictionary) {
+  Names keys = keysOf(dictionary);
+  return std::set<std::string>(keys.begin(), keys.end());
+}
+
+// A fixture with one part of its text replaced, as /tmp/<name>.mobileconfig.
+std::string variant(const std::string& name, const std::string& fixture, const std::string& find,
+                    const std::string& replacement) {
+  std::string text = fileBytes(fixture);
+  size_t at = text.find(find);
+  EXPECT_NE(at, std::string::npos) << find;
+  if (at != std::string::npos) text.replace(at, find.size(), replacement);
+  std::string path = "/tmp/" + name + ".mobileconfig";
+  writeFile(path, text);
+  return path;
+}
+
+std::string installError(const std::string& file, const std::string& user, const std::string& result) {
+  return "profiles install for file:\u2018" + file + "\u2019 and user:\u2018" + user + "\u2019 returned " + result +
+         "\n";
+}
+
+class ProfilesTool : public CFTest {};
+
+TEST_F(ProfilesTool, AMachineProfileRemembersItsNetworkAndTrustsItsRoot) {
+  ProcessResult run = profiles({"-i", "-F", kCampusSecure});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out + run.err, "");
+  EXPECT_EQ(installedProfiles(), (Owners{{"_computerlevel", {kCampusId}}}));
+
+  // The new network comes last; its entry is filed as the others are.
+  EXPECT_EQ(rememberedNetworks(), (Names{"Corp-Secure", "HomeNet", "Cafe Guest", "Campus-Secure"}));
+  Plist known(kKnownNetworksPlist);
+  EXPECT_EQ(known.stringAt({"KnownNetworks", kCampusKey, "SecurityType"}), "WPA2 Enterprise");
+  EXPECT_EQ(known.stringAt({"KnownNetworks", kCampusKey, "AddReason"}), "Profile");
+  EXPECT_EQ(known.at({"KnownNetworks", kCampusKey, "SystemMode"}), kCFBooleanTrue);
+  EXPECT_TRUE(CFEqual(known.at({"KnownNetworks", kCampusKey, "SSID"}), cfdata("Campus-Secure").get()));
+  EXPECT_EQ(known.intAt({"Version"}), 2200) << "the rest of the file stays";
+
+  EXPECT_EQ(systemCertificates(), Names{"Example Campus Root CA"});
+  EXPECT_EQ(adminTrustedCount(), 1u);
+
+  run = profiles({"-P"});
+  EXPECT_EQ(run.out,
+            "_computerlevel[1] attribute: profileIdentifier: edu.example.onboarding.campus-secure\n"
+            "There are 1 configuration profiles installed\n");
+}
+
+TEST_F(ProfilesTool, TheListingShowsEachProfileAndItsPayloadsAsTheMacDoes) {
+  install(kCampusSecure);
+  auto profile = listedProfile("_computerlevel");
+  ASSERT_TRUE(profile);
+  EXPECT_EQ(keySet(profile.get()),
+            (std::set<std::string>{"ProfileDescription", "ProfileDisplayName", "ProfileIdentifier",
+                                   "ProfileInstallDate", "ProfileItems", "ProfileOrganization", "ProfileType",
+                                   "ProfileUUID", "ProfileVerificationState"}));
+  EXPECT_EQ(utf8(valueAt(profile.get(), "ProfileDisplayName")), "Campus-Secure Wi-Fi");
+  EXPECT_EQ(utf8(valueAt(profile.get(), "ProfileUUID")), "3F2E1D0C-9B8A-4765-8432-10FEDCBA9876");
+  EXPECT_EQ(utf8(valueAt(profile.get(), "ProfileType")), "Configuration");
+  EXPECT_EQ(utf8(valueAt(profile.get(), "ProfileVerificationState")), "unsigned");
+  EXPECT_TRUE(std::regex_match(utf8(valueAt(profile.get(), "ProfileInstallDate")),
+                               std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d \+0000)")));
+
+  // Each payload's common keys beside its content, the rest in it.
+  auto items = static_cast<CFArrayRef>(valueAt(profile.get(), "ProfileItems"));
+  ASSERT_EQ(CFArrayGetCount(items), 2);
+  CFTypeRef root = CFArrayGetValueAtIndex(items, 0);
+  CFTypeRef wifi = CFArrayGetValueAtIndex(items, 1);
+  EXPECT_EQ(keySet(wifi), (std::set<std::string>{"PayloadContent", "PayloadDescription", "PayloadDisplayName",
+                                                 "PayloadIdentifier", "PayloadType", "PayloadUUID",
+                                                 "PayloadVersion"}));
+  EXPECT_EQ(utf8(valueAt(wifi, {"PayloadContent", "SSID_STR"})), "Campus-Secure");
+  EXPECT_EQ(utf8(valueAt(wifi, {"PayloadContent", "EAPClientConfiguration", "UserName"})), "jdoe@example.edu");
+  EXPECT_EQ(valueAt(wifi, {"PayloadContent", "PayloadIdentifier"}), nullptr);
+  EXPECT_EQ(keySet(valueAt(root, "PayloadContent")),
+            (std::set<std::string>{"PayloadCertificateFileName", "PayloadContent"}));
+  EXPECT_EQ(utf8(valueAt(root, "PayloadType")), "com.apple.security.root");
+}
+
+TEST_F(ProfilesTool, RemovalTakesAwayOnlyWhatNoOtherInstalledProfileBrings) {
+  install(kCampusSecure);
+  install(kRootCa);
+  install(kLabNetworks, "alex");
+  install(kLabNetworks, "alex");  // the same identifier replaces the profile
+  EXPECT_EQ(installedProfiles(), (Owners{{"_computerlevel", {kCampusId, kRootCaId}}, {"alex", {kLabId}}}));
+  EXPECT_EQ(rememberedNetworks(), (Names{"Corp-Secure", "HomeNet", "Cafe Guest", "Campus-Secure", "Lab-5G", "Lab-2G"}));
+  EXPECT_EQ(Plist(kKnownNetworksPlist).at({"KnownNetworks", "wifi.ssid.<4c61622d 3547>", "SystemMode"}),
+            kCFBooleanFalse);
+  EXPECT_EQ(systemCertificates(), Names{"Example Campus Root CA"}) << "one certificate for three payloads";
+
+  EXPECT_EQ(profiles({"-R", "-p", kCampusId}).status, 0);
+  EXPECT_EQ(rememberedNetworks(), (Names{"Corp-Secure", "HomeNet", "Cafe Guest", "Lab-5G", "Lab-2G"}));
+  EXPECT_EQ(profiles({"-R", "-p", kRootCaId}).status, 0);
+  EXPECT_EQ(systemCertificates(), Names{"Example Campus Root CA"}) << "the lab profile still brings it";
+  EXPECT_EQ(adminTrustedCount(), 1u);
+
+  // A user's profile is removed with the user named; the machine's is another profile.
+  ProcessResult run = profiles({"-R", "-p", kLabId});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "profiles remove for identifier:\u2018edu.example.onboarding.lab\u2019 and user:\u2018root\u2019 "
+                     "returned 2 (The profile is not installed)\n");
+  EXPECT_EQ(profiles({"-R", "-p", kLabId, "-U", "alex"}).status, 0);
+  EXPECT_EQ(installedProfiles(), Owners{});
+  EXPECT_EQ(rememberedNetworks(), kImageNetworks);
+  EXPECT_EQ(systemCertificates(), Names{});
+  EXPECT_EQ(access(kAdminTrust, F_OK), -1) << "the last trust setting took the file with it";
+}
+
+TEST_F(ProfilesTool, ASignedProfileInstallsItsContentAndATamperedOneIsRefused) {
+  std::string signedBytes = fileBytes(kSignedCampusSecure);
+  ASSERT_EQ(signedBytes.substr(0, 1), "\x30") << "a DER envelope";
+  std::string forged = signedBytes;
+  forged.replace(forged.find("Campus-Secure Wi-Fi"), 19, "Campus-Secure Wi-Fu");
+  writeFile("/tmp/forged.mobileconfig", forged);
+  ProcessResult run = profiles({"-i", "-F", "/tmp/forged.mobileconfig"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, installError("/tmp/forged.mobileconfig", "root", "1004 (Bad signature)"));
+  EXPECT_EQ(installedProfiles(), Owners{});
+
+  install(kSignedCampusSecure, "alex");
+  auto profile = listedProfile("alex");
+  ASSERT_TRUE(profile);
+  EXPECT_EQ(utf8(valueAt(profile.get(), "ProfileDisplayName")), "Campus-Secure Wi-Fi");
+  EXPECT_EQ(utf8(valueAt(profile.get(), "ProfileVerificationState")), "unverified");
+  EXPECT_EQ(rememberedNetworks().back(), "Campus-Secure");
+}
+
+TEST_F(ProfilesTool, WhatCannotBeInstalledIsRefusedWithItsReasonAndChangesNothing) {
+  writeFile("/tmp/text.mobileconfig", "not a profile");
+  writeFile("/tmp/array.mobileconfig", "<plist version=\"1.0\"><array/></plist>");
+  writeFile("/tmp/empty.mobileconfig",
+            "<plist version=\"1.0\"><dict><key>PayloadContent</key><array/><key>PayloadIdentifier</key>"
+            "<string>x</string><key>PayloadUUID</key><string>y</string><key>PayloadType</key>"
+            "<string>Configuration</string><key>PayloadVersion</key><integer>1</integer></dict></plist>");
+  const std::pair<std::string, std::string> refused[] = {
+      {"/tmp/missing.mobileconfig", "1000 (The file cannot be read)"},
+      {"/tmp", "1000 (The file cannot be read)"},
+      {"/tmp/text.mobileconfig", "1000 (Malformed profile)"},
+      {"/tmp/array.mobileconfig", "1000 (Malformed profile)"},
+      {"/tmp/empty.mobileconfig", "1005 (Empty profile)"},
+      {variant("no-identifier", kCampusSecure,
+               "<key>PayloadIdentifier</key>\n\t<string>edu.example.onboarding.campus-secure</string>", ""),
+       "1002 (Missing required field: PayloadIdentifier)"},
+      {variant("text-version", kCampusSecure, "<integer>1</integer>\n</dict>", "<string>1</string>\n</dict>"),
+       "1003 (Bad data type in field: PayloadVersion)"},
+      {variant("other-type", kCampusSecure, "<string>Configuration</string>", "<string>Settings</string>"),
+       "1010 (Unsupported field value: PayloadType)"},
+      {variant("no-ssid", kGuestOtp, "<key>SSID_STR</key>", "<key>SSID</key>"),
+       "2002 (Missing required field: SSID_STR)"},
+      {variant("bad-certificate", kRootCa, "MIIDbzCC", "AAAAAAAA"),
+       "2000 (Malformed payload: the certificate cannot be read)"},
+  };
+  for (const auto& [file, result] : refused) {
+    ProcessResult run = profiles({"-I", "-U", "alex", "-F", file});
+    EXPECT_EQ(run.status, 1) << result;
+    EXPECT_EQ(run.err, installError(file, "alex", result));
+  }
+  EXPECT_EQ(installedProfiles(), Owners{});
+  EXPECT_EQ(rememberedNetworks(), kImageNetworks);
+  EXPECT_EQ(systemCertificates(), Names{});
+}
+
+TEST_F(ProfilesTool, UsageUsersAndRootAreChecked) {
+  for (const std::vector<std::string>& misuse :
+       {std::vector<std::string>{"-i"}, {"-R"}, {"-i", "-F", kRootCa, "-U", "alex"}, {"-P", "-p", kRootCaId},
+        {"-I", "-U", "alex", "smith", "-F", kRootCa}, {"-X"}, {}}) {
+    ProcessResult run = profiles(misuse);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("Usage: profiles -i -F file\n"), std::string::npos);
+  }
+  EXPECT_EQ(profiles({"-I", "-U", "nobody-here", "-F", kRootCa}).err,
+            installError(kRootCa, "nobody-here", "2 (No such user)"));
+
+  int status = ChildProcess([] {
+                 if (setgid(20) != 0 || setuid(501) != 0) return 77;
+                 ProcessResult run = profiles({"-I", "-U", "alex", "-F", kRootCa});
+                 return run.status == 1 &&
+                                run.err == installError(kRootCa, "alex", "-60005 (The authorization was denied.)")
+                            ? 0
+                            : 1;
+               }).wait();
+  if (status != 77) EXPECT_EQ(status, 0);
+  EXPECT_EQ(profiles({"-P"}).out, "There are no configuration profiles installed\n");
+}
+
+}  // namespace
