@@ -72,6 +72,22 @@ TEST_F(OnDemandHelperTest, ARemovedHelperIsNotStartedAndTheClientFailsCleanly) {
   EXPECT_EQ(client.sendCommand("ping").get(), XPC_ERROR_CONNECTION_INVALID);
 }
 
+// "uninstall" removes the installed files and nothing else: launchd then drops
+// the job, while the process already started serves its client to the end.
+TEST_F(OnDemandHelperTest, UninstallLeavesTheJobToLaunchdAndTheRunningHelperServing) {
+  XpcTestClient client(kLabel);
+  xpc::XpcRef reply = client.sendCommand("uninstall");
+  EXPECT_EQ(replyString(reply.get(), "Response"), "Boolean");
+  EXPECT_TRUE(xpc_dictionary_get_bool(reply.get(), "Success"));
+  EXPECT_NE(access(kInstalledHelper.c_str(), F_OK), 0);
+  EXPECT_NE(access(kInstalledJob.c_str(), F_OK), 0);
+  EXPECT_TRUE(eventually([] { return access(("/var/run/xpc/" + kLabel).c_str(), F_OK) != 0; }));
+  EXPECT_EQ(replyString(client.sendCommand("ping").get(), "Response"), "pong");
+
+  XpcTestClient next(kLabel);
+  EXPECT_EQ(next.sendCommand("ping").get(), XPC_ERROR_CONNECTION_INVALID);
+}
+
 TEST_F(OnDemandHelperTest, AHelperStartedByHandCannotTakeTheServiceLaunchdHolds) {
   ProcessResult second = ChildProcess::run({kInstalledHelper});
   EXPECT_EQ(second.status, 1);
