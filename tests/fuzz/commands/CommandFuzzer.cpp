@@ -24,14 +24,15 @@ const std::vector<std::string> kCommands{
     "proxyautobyurl", "proxysetautodetected", "setnetworkprotocolenabled", "setipv6toautomatic",
     "setinttoconfigpath", "setinterfaceadminstate", "dhcprenew", "commitmobileconfig",
     "setssidpriority", "installzipappasroot", "deletefileasroot", "deletessidconfiguration",
-    "deleteprofilesforssid", "createsystemkeychainentry", "deletesystemkeychainentry",
+    "uninstall", "deleteprofilesforssid", "createsystemkeychainentry", "deletesystemkeychainentry",
     "installsystemcacert", "deletesystemcert", "certificateexistsinsystemstore",
     "installsystemcacertwithsecuritycmd", ""};
 
 const std::vector<std::string> kKeys{
     "Uuid", "NewValue", "Port", "Url", "ResetOthers", "ProtocolConstant", "Enabled", "Path",
     "Key", "InterfaceName", "DesiredState", "Enable", "SetFrequency", "Frequency", "Location",
-    "SSID", "NewPriority", "APILevel", "Username", "WlanApiVersion", "Command"};
+    "SSID", "NewPriority", "APILevel", "Username", "WlanApiVersion", "MobileConfigPath",
+    "AsSystemProfile", "CurrentUsername", "ZipFile", "Destination", "File", "Command"};
 
 // Reads the input front to back; past its end every read is zero.
 class Input {

@@ -22,6 +22,7 @@ class InterfaceConfigurationSettingsTest : public CFTest {
 TEST_F(InterfaceConfigurationSettingsTest, NoMessageGetsNoReplyAnywhere) {
   using Self = InterfaceConfigurationSettings;
   const std::pair<Self::Handler, const char*> handlers[] = {
+      {&Self::commitMobileconfigData, "No command object was provided while attempting to commit mobileconfig data!"},
       {&Self::setProfileToPriorityIndex,
        "No command object was provided while attempting to set the priority of a profile!"},
       {&Self::setManualProxyServer, "No command object was provided while attempting to set a manual proxy server!"},
@@ -49,6 +50,12 @@ TEST_F(InterfaceConfigurationSettingsTest, NoMessageGetsNoReplyAnywhere) {
   EXPECT_EQ(system.handleCommand("changefirewallstate", nullptr), nullptr);
   EXPECT_TRUE(
       log.saw(4, "No command object was provided while attempting to handle system configuration settings!"));
+}
+
+// No request reaches the installer without a path; called directly, it says so.
+TEST_F(InterfaceConfigurationSettingsTest, TheProfileInstallerNeedsAPath) {
+  EXPECT_FALSE(family.writeMobileconfigData(true, "", ""));
+  EXPECT_TRUE(log.saw(4, "No mobileconfig path was provided while attempting to write our mobileconfig data!"));
 }
 
 TEST_F(InterfaceConfigurationSettingsTest, AdminStateNeedsANameAndASocket) {

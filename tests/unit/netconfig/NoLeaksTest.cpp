@@ -20,6 +20,9 @@ namespace {
 const char kService[] = "test.netconfig.leaks";
 const char kUnknown[] = "11111111-2222-3333-4444-555555555555";
 const Arg kHomeNet = Arg::data("SSID", std::string("HomeNet", 8));
+const Arg kCampusSecure = Arg::data("SSID", std::string("Campus-Secure", 14));
+const char kProfile[] = MACHELPER_SOURCE_DIR "/tests/fixtures/support/Campus-Secure.mobileconfig";
+const char kAppZip[] = MACHELPER_BINARY_DIR "/tests/fixtures/profiles/helloworld.zip";
 
 TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
   const std::pair<const char*, std::vector<Arg>> requests[] = {
@@ -59,6 +62,19 @@ TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
       {"deletessidconfiguration", {kHomeNet, {"Username", "alex"}, {"InterfaceName", "en1"}}},
       {"deletessidconfiguration", {kHomeNet, {"Username", "alex"}, {"InterfaceName", "en1"}, {"WlanApiVersion", 1}}},
       {"deletessidconfiguration", {kHomeNet, {"Username", "alex"}, {"InterfaceName", "en1"}, {"WlanApiVersion", 2}}},
+      {"commitmobileconfig", {{"MobileConfigPath", kProfile}, {"AsSystemProfile", true}}},
+      {"commitmobileconfig", {{"MobileConfigPath", "/tmp/none.mobileconfig"}, {"CurrentUsername", "alex"}}},
+      {"commitmobileconfig", {{"MobileConfigPath", kProfile}}},
+      {"commitmobileconfig", {}},
+      {"deleteprofilesforssid", {kCampusSecure, {"Username", "_computerlevel"}}},
+      {"deleteprofilesforssid", {kHomeNet, {"Username", "alex"}}},
+      {"deleteprofilesforssid", {kHomeNet}},
+      {"installzipappasroot", {{"ZipFile", kAppZip}, {"Destination", "Utilities"}}},
+      {"installzipappasroot", {{"ZipFile", "/tmp/none.zip"}}},
+      {"deletefileasroot", {{"File", "/Applications/Utilities/helloworld.app/Contents/Info.plist"}}},
+      {"deletefileasroot", {{"File", "/Applications/helloworld"}}},
+      {"deletefileasroot", {{"File", "/etc/hostname"}}},
+      {"uninstall", {}},
   };
   Logger logger;
   Logger* log = &logger;
