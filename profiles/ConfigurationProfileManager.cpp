@@ -17,10 +17,19 @@ bool useDictionary(xpc::DictionaryHelper& helper, const void* value) {
   return dictionary != nullptr && helper.setActiveDictionary(dictionary);
 }
 
-// The helper clears what it holds before it takes another dictionary; a
-// fresh helper holds nothing yet.
-bool clear(xpc::DictionaryHelper& helper) {
-  return !helper.haveActiveDictionary() || helper.clearActiveDictionary();
+// Clears what the helper holds (a fresh one holds nothing yet) and gives it
+// the value as its dictionary; the step that fails logs its text.
+bool switchDictionary(xpc::DictionaryHelper& helper, const void* value, Logger* logger, const char* clearFailure,
+                      const char* setFailure) {
+  if (helper.haveActiveDictionary() && !helper.clearActiveDictionary()) {
+    xpc::logLine(logger, 4, clearFailure);
+    return false;
+  }
+  if (!useDictionary(helper, value)) {
+    xpc::logLine(logger, 4, setFailure);
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -85,26 +94,23 @@ bool ConfigurationProfileManager::processSingleProfile(std::string username, CFD
   record.clear();
   record.setUsername(username);
 
-  std::string name;
-  if (helper.getValue("ProfileDisplayName", name) != 0) {
-    xpc::logLine(logger, 4, "Unable to get the profile display name from our dictionary!");
-    return false;
-  }
-  if (name.empty()) {
-    xpc::logLine(logger, 4, "The profile display name for a profile was empty!?");
+  // The two texts every profile must have, not empty.
+  auto readRequired = [&](const char* key, const char* unreadableText, const char* emptyText, std::string& value) {
+    if (helper.getValue(key, value) != 0) {
+      xpc::logLine(logger, 4, unreadableText);
+      return false;
+    }
+    if (value.empty()) xpc::logLine(logger, 4, emptyText);
+    return !value.empty();
+  };
+  std::string name, identifier;
+  if (!readRequired("ProfileDisplayName", "Unable to get the profile display name from our dictionary!",
+                    "The profile display name for a profile was empty!?", name) ||
+      !readRequired("ProfileIdentifier", "Unable to get the profile identifier from our dictionary!",
+                    "The profile identifier for a profile was empty!?", identifier)) {
     return false;
   }
   record.setProfileName(name);
-
-  std::string identifier;
-  if (helper.getValue("ProfileIdentifier", identifier) != 0) {
-    xpc::logLine(logger, 4, "Unable to get the profile identifier from our dictionary!");
-    return false;
-  }
-  if (identifier.empty()) {
-    xpc::logLine(logger, 4, "The profile identifier for a profile was empty!?");
-    return false;
-  }
   record.setIdentifier(identifier);
 
   const void* items = nullptr;
@@ -136,12 +142,9 @@ bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::
       xpc::logLine(logger, 4, "The dictionary at index " + index + " was NULL!");
       return false;
     }
-    if (!clear(helper)) {
-      xpc::logLine(logger, 4, "Unable to clear the current dictionary in memory from our helper object!");
-      return false;
-    }
-    if (!useDictionary(helper, item)) {
-      xpc::logLine(logger, 4, "Unable to apply the current directory to our directory helper object!");
+    if (!switchDictionary(helper, item, logger,
+                          "Unable to clear the current dictionary in memory from our helper object!",
+                          "Unable to apply the current directory to our directory helper object!")) {
       return false;
     }
     void* content = nullptr;
@@ -160,12 +163,8 @@ bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::
         return false;
     }
     // The items array still holds the payload, and with it its content.
-    if (!clear(helper)) {
-      xpc::logLine(logger, 4, "Unable to clear the current dictionary from our helper object!");
-      return false;
-    }
-    if (!useDictionary(helper, content)) {
-      xpc::logLine(logger, 4, "Unable to set the new dictionary to our dictionary helper object!");
+    if (!switchDictionary(helper, content, logger, "Unable to clear the current dictionary from our helper object!",
+                          "Unable to set the new dictionary to our dictionary helper object!")) {
       return false;
     }
     std::string name;

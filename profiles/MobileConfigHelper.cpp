@@ -250,32 +250,32 @@ bool MobileConfigHelper::extractBaseLevelInformation(CFDictionaryRef payload, Co
   if (helper.getValue("EAPClientConfiguration", &eap) != 0) return true;  // not a network block
   logLine(logger, 5, "--- Found a network profile block.. Getting data...");
 
-  std::string value;
-  if (helper.getValue("PayloadUUID", value) == 0) {
-    logLine(logger, 6, "\tPayloadUUID : " + value);
-    record.setPayloadUuid(value);
-  } else {
-    logLine(logger, 4,
-            "Unable to get the payload UUID for a network in the secondary configuration file!  We may not be "
-            "able to connect!");
-  }
-  if (helper.getValue("SSID_STR", value) == 0) {
-    logLine(logger, 6, "\tSSID_STR : " + value);
-    record.setSsidName(value);
-  }
-  if (helper.getValue("PayloadIdentifier", value) == 0) {
-    logLine(logger, 6, "\tPayloadIdentifier : " + value);
-    record.setIdentifier(value);
-  } else {
-    logLine(logger, 4, "Unable to get the payload identifier for a network in the secondary configuration file!");
-  }
-  if (helper.getValue("PayloadDisplayName", value) == 0) {
-    logLine(logger, 6, "\tPayloadDisplayName : " + value);
-    record.setProfileName(value);
-  }
-  if (helper.getValue("EncryptionType", value) == 0) {
-    logLine(logger, 6, "\tEncryptionType (nee, 802.11 authentication type) : " + value);
-    record.set80211AuthenticationType(value);
+  // Each text the record keeps, how the log shows it, and what an absent one means.
+  using Setter = void (ConfigurationProfileData::*)(std::string);
+  const struct {
+    const char* key;
+    const char* shown;
+    Setter set;
+    const char* missingText;
+  } fields[] = {
+      {"PayloadUUID", "PayloadUUID : ", &ConfigurationProfileData::setPayloadUuid,
+       "Unable to get the payload UUID for a network in the secondary configuration file!  We may not be able to "
+       "connect!"},
+      {"SSID_STR", "SSID_STR : ", &ConfigurationProfileData::setSsidName, nullptr},
+      {"PayloadIdentifier", "PayloadIdentifier : ", &ConfigurationProfileData::setIdentifier,
+       "Unable to get the payload identifier for a network in the secondary configuration file!"},
+      {"PayloadDisplayName", "PayloadDisplayName : ", &ConfigurationProfileData::setProfileName, nullptr},
+      {"EncryptionType", "EncryptionType (nee, 802.11 authentication type) : ",
+       &ConfigurationProfileData::set80211AuthenticationType, nullptr},
+  };
+  for (const auto& field : fields) {
+    std::string value;
+    if (helper.getValue(field.key, value) == 0) {
+      logLine(logger, 6, std::string("\t") + field.shown + value);
+      (record.*field.set)(value);
+    } else if (field.missingText != nullptr) {
+      logLine(logger, 4, field.missingText);
+    }
   }
   extractEapTypes(cfCast<CFDictionaryRef>(eap), record);
   logLine(logger, 5, "--- Profile block parsing complete...");
