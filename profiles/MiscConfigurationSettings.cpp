@@ -70,7 +70,9 @@ xpc_object_t MiscConfigurationSettings::installZipToApplicationFolder(xpc_object
     return nullptr;
   }
   std::string zip = getStringFromXpc(message, "ZipFile");
-  if (zip.empty()) return createError(message, "Invalid data provided while trying to install an application zip file!");
+  if (zip.empty()) {
+    return createError(message, "Invalid data provided while trying to install an application zip file!");
+  }
   std::string destination = getStringFromXpc(message, "Destination");
   log(5, "Installing .zip file from : " + zip);
   FILE* archive = std::fopen(zip.c_str(), "r");

@@ -138,7 +138,8 @@ void removeCertificate(CFDataRef der) {
   for (CFIndex i = 0; i < CFArrayGetCount(static_cast<CFArrayRef>(found)); ++i) {
     auto item = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(static_cast<CFArrayRef>(found), i));
     if (CFEqual(CFDictionaryGetValue(item, kSecValueData), der)) {
-      SecKeychainItemDelete(static_cast<SecKeychainItemRef>(const_cast<void *>(CFDictionaryGetValue(item, kSecValueRef))));
+      auto reference = static_cast<SecKeychainItemRef>(const_cast<void *>(CFDictionaryGetValue(item, kSecValueRef)));
+      SecKeychainItemDelete(reference);
     }
   }
 }

@@ -15,9 +15,9 @@ bool isArray(CFTypeRef value) { return emu::isA(value, CFArrayGetTypeID()); }
 // The index of the profile with the identifier in the owner's array, or kCFNotFound.
 CFIndex indexOf(CFArrayRef profiles, CFStringRef identifier) {
   for (CFIndex i = 0; i < CFArrayGetCount(profiles); ++i) {
-    CFTypeRef profile = CFArrayGetValueAtIndex(profiles, i);
-    if (emu::isDictionary(profile) &&
-        CFEqual(CFDictionaryGetValue(static_cast<CFDictionaryRef>(profile), CFSTR("ProfileIdentifier")), identifier)) {
+    auto profile = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(profiles, i));
+    CFTypeRef stored = CFDictionaryGetValue(profile, CFSTR("ProfileIdentifier"));
+    if (stored != nullptr && CFEqual(stored, identifier)) {
       return i;
     }
   }
@@ -48,6 +48,10 @@ int ProfileStore::load() {
   if (!emu::isDictionary(plist.get())) return EINVAL;
   for (const auto &[owner, profiles] : emu::entries(static_cast<CFDictionaryRef>(plist.get()))) {
     if (!emu::isString(owner) || !isArray(profiles)) return EINVAL;
+    auto list = static_cast<CFArrayRef>(profiles);
+    for (CFIndex i = 0; i < CFArrayGetCount(list); ++i) {
+      if (!emu::isDictionary(CFArrayGetValueAtIndex(list, i))) return EINVAL;
+    }
   }
   root_.reset(static_cast<CFMutableDictionaryRef>(const_cast<void *>(plist.release())));
   return 0;
@@ -65,7 +69,7 @@ std::vector<Owned<CFDictionaryRef>> ProfileStore::all() const {
   for (const auto &[owner, list] : emu::entries(root_.get())) {
     for (CFIndex i = 0; i < CFArrayGetCount(static_cast<CFArrayRef>(list)); ++i) {
       CFTypeRef profile = CFArrayGetValueAtIndex(static_cast<CFArrayRef>(list), i);
-      if (emu::isDictionary(profile)) profiles.emplace_back(static_cast<CFDictionaryRef>(CFRetain(profile)));
+      profiles.emplace_back(static_cast<CFDictionaryRef>(CFRetain(profile)));
     }
   }
   return profiles;

@@ -124,10 +124,11 @@ int show(const char *output) {
   for (const auto &[owner, profiles] : emu::entries(store.listing())) {
     auto list = static_cast<CFArrayRef>(profiles);
     for (CFIndex i = 0; i < CFArrayGetCount(list); ++i) {
-      CFTypeRef identifier =
-          CFDictionaryGetValue(static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(list, i)), CFSTR("ProfileIdentifier"));
+      auto profile = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(list, i));
+      CFTypeRef identifier = CFDictionaryGetValue(profile, CFSTR("ProfileIdentifier"));
+      std::string shown = emu::isString(identifier) ? emu::utf8(static_cast<CFStringRef>(identifier)) : "";
       printf("%s[%ld] attribute: profileIdentifier: %s\n", emu::utf8(static_cast<CFStringRef>(owner)).c_str(),
-             static_cast<long>(i + 1), emu::isString(identifier) ? emu::utf8(static_cast<CFStringRef>(identifier)).c_str() : "");
+             static_cast<long>(i + 1), shown.c_str());
       ++count;
     }
   }
