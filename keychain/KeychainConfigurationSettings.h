@@ -1,0 +1,35 @@
+#pragma once
+#include <xpc/xpc.h>
+
+#include <string>
+
+#include "CommandHandlerBase.h"
+#include "KeychainHelper.h"
+
+// The commands for the system keychain: 802.1X password entries, CA
+// certificates with trust (through the Security framework or the security
+// tool), and finding and deleting certificates by label and thumbprint.
+//
+// The family lives as long as the process, and so do the keychain handles
+// its helper opens and the item the last search found.
+class KeychainConfigurationSettings : public CommandHandlerBase {
+ public:
+  explicit KeychainConfigurationSettings(Logger* logger);
+
+  xpc_object_t handleCommand(std::string command, xpc_object_t message) override;
+
+  // One row of the command table: the word, its handler and its null-message text.
+  struct Command;
+
+ private:
+  xpc_object_t create8021XPasswordEntry(xpc_object_t message);
+  xpc_object_t delete8021XPasswordEntry(xpc_object_t message);
+  xpc_object_t installCaCertificateToSystemStore(xpc_object_t message);
+  xpc_object_t deleteCertifcateFromSystemStore(xpc_object_t message);
+  xpc_object_t certificateExistsByLabel(xpc_object_t message);
+  xpc_object_t installCaCertificateToSystemStoreWithSecurityCmd(xpc_object_t message);
+
+  void log(unsigned char level, const std::string& text);
+
+  xpc::KeychainHelper keychain;
+};
