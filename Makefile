@@ -1,7 +1,9 @@
 # The two commands of the README. Both install what they need first.
-.PHONY: demo test deps build build-asan test-linux test-asan
+.PHONY: demo test deps build build-asan test-linux test-asan macos
 
 JOBS ?= $(shell nproc)
+# The macOS SDK `make macos` builds against; any SDK of macOS 11 or later works.
+MACOS_SDK ?= ../shared/macos-sdk
 
 deps:
 	@scripts/install-deps
@@ -24,3 +26,8 @@ test-asan: build-asan
 	ctest --preset linux-asan -j $(JOBS)
 
 test: test-linux test-asan
+
+# The helper and machelperctl for macOS (x86_64 and arm64), cross-built with
+# clang and ld64.lld, then checked; any warning fails it.
+macos: deps
+	MACOS_SDK="$(MACOS_SDK)" scripts/build-macos $(JOBS)

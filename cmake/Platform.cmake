@@ -7,7 +7,7 @@ if(APPLE)
   set(MACHELPER_EMU OFF)
   target_link_libraries(machelper_platform INTERFACE
     "-framework CoreFoundation" "-framework Foundation" "-framework SystemConfiguration"
-    "-framework Security" "-framework CoreWLAN" "-framework ServiceManagement")
+    "-framework Security" "-framework CoreWLAN" "-framework ServiceManagement" objc)
 else()
   set(MACHELPER_EMU ON)
   if(NOT CMAKE_C_COMPILER_ID MATCHES "Clang" OR NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")

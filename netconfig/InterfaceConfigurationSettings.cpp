@@ -16,20 +16,25 @@
 #include "SysConfigPreferencesHelper.h"
 #include "SystemConfigPrefsBase.h"
 
-struct InterfaceConfigurationSettings::Command {
-  using Handler = xpc_object_t (InterfaceConfigurationSettings::*)(xpc_object_t, const Command&);
-
-  const char* word;
-  Handler handler;
-  const char* noMessageText;
-  const char* firstKey;
-  const char* firstInvalidText;
-  // Null for commands with one string argument.
-  const char* secondKey;
-  const char* secondInvalidText;
-};
-
 namespace {
+
+using Self = InterfaceConfigurationSettings;
+
+// The family's words, in the order in which they are tested.
+const struct {
+  const char* word;
+  Self::Handler handler;
+} kCommands[] = {
+    {"proxysetmanualserver", &Self::setManualProxyServer},
+    {"proxydisable", &Self::disableProxyServer},
+    {"proxyautobyurl", &Self::setAutoByUrlProxy},
+    {"proxysetautodetected", &Self::setAutodetectedProxyServer},
+    {"setnetworkprotocolenabled", &Self::setNetworkProtocolEnabled},
+    {"setipv6toautomatic", &Self::setIpv6ToAutomatic},
+    {"setinttoconfigpath", &Self::setIntToConfigPath},
+    {"setinterfaceadminstate", &Self::setIntAdminState},
+    {"dhcprenew", &Self::dhcpRenew},
+};
 
 // Integers arrive as int64 and are used as int.
 int intArgument(xpc_object_t message, const char* key) {
@@ -54,50 +59,6 @@ void InterfaceConfigurationSettings::log(unsigned char level, const std::string&
 
 xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
                                                            xpc_object_t message) {
-  using Self = InterfaceConfigurationSettings;
-  // The order in which the words are tested.
-  static const Command kCommands[] = {
-      {"proxysetmanualserver", &Self::setManualProxyServer,
-       "No command object was provided while attempting to set a manual proxy server!", "Uuid",
-       "Invalid data provided while trying to set a static proxy server!", "NewValue",
-       "Invalid data provided while trying to set a static proxy server! (2)"},
-      {"proxydisable", &Self::disableProxyServer,
-       "No command object was provided while attempting to disable the proxy server!", "Uuid",
-       "Invalid data provided while trying to disable the proxy server!", nullptr, nullptr},
-      // The two automatic modes share the "disable" wording on purpose.
-      {"proxyautobyurl", &Self::setAutoByUrlProxy,
-       "No command object was provided while attempting to set an auto URL proxy.", "Uuid",
-       "Invalid data provided while trying to disable the proxy server!", "Url",
-       "Invalid data provided while trying to disable the proxy server! (2)"},
-      {"proxysetautodetected", &Self::setAutodetectedProxyServer,
-       "No command object was provided while attempting to set an autodetected proxy server.",
-       "Uuid", "Invalid data provided while trying to disable the proxy server!", nullptr, nullptr},
-      {"setnetworkprotocolenabled", &Self::setNetworkProtocolEnabled,
-       "No command object was provided while attempting to enable or disable a network protocol!",
-       "Uuid", "Invalid data provided while trying to change the state of a protocol!",
-       "ProtocolConstant", "Invalid data provided while trying to change the state of a protocol!"},
-      {"setipv6toautomatic", &Self::setIpv6ToAutomatic,
-       "No command object was provided while attempting to set IPv6 to automatic.", "Uuid",
-       "Invalid data provided while trying to set IPv6 to automatic!", nullptr, nullptr},
-      {"setinttoconfigpath", &Self::setIntToConfigPath,
-       "No command object was provided while attempting to set an integer for an interface!",
-       "Path", "Invalid data provided while trying to change a system setting!", "Key",
-       "Invalid data provided while trying to change a system setting! (2)"},
-      {"setinterfaceadminstate", &Self::setIntAdminState,
-       "No command object was provided while attempting to set the interface administrative "
-       "state.",
-       "InterfaceName",
-       "There was no interface name provided while trying to change the up/down state of an "
-       "interface!",
-       nullptr, nullptr},
-      {"dhcprenew", &Self::dhcpRenew,
-       "No command object was provided while attempting to do a DHCP release/renew.",
-       "InterfaceName",
-       "There was no interface name provided while trying to a DHCP release/renew on the "
-       "interface!",
-       nullptr, nullptr},
-  };
-
   if (message == nullptr) {
     log(4, "No command object was provided while attempting to handle interface commands!");
     return nullptr;
@@ -107,102 +68,132 @@ xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
                        "No command name was available while attempting to handle interface commands!");
   }
   std::string word = xpc::StringTools::stringToLower(command);
-  for (const Command& row : kCommands) {
-    if (word == row.word) return (this->*row.handler)(message, row);
+  for (const auto& row : kCommands) {
+    if (word == row.word) return (this->*row.handler)(message);
   }
   return nullptr;
 }
 
-xpc_object_t InterfaceConfigurationSettings::run(xpc_object_t message, const Command& command,
+xpc_object_t InterfaceConfigurationSettings::run(xpc_object_t message, const Checks& checks,
                                                  const Operation& operation) {
   if (message == nullptr) {
-    log(4, command.noMessageText);
+    log(4, checks.noMessageText);
     return nullptr;
   }
   Arguments arguments;
-  arguments.first = getStringFromXpc(message, command.firstKey);
-  if (arguments.first.empty()) return createError(message, command.firstInvalidText);
-  if (command.secondKey != nullptr) {
-    arguments.second = getStringFromXpc(message, command.secondKey);
-    if (arguments.second.empty()) return createError(message, command.secondInvalidText);
+  arguments.first = getStringFromXpc(message, checks.firstKey);
+  if (arguments.first.empty()) return createError(message, checks.firstInvalidText);
+  if (checks.secondKey != nullptr) {
+    arguments.second = getStringFromXpc(message, checks.secondKey);
+    if (arguments.second.empty()) return createError(message, checks.secondInvalidText);
   }
   Result result = operation(arguments);
   if (result.errorText != nullptr) return createError(message, result.errorText);
   return createSuccessOrFailure(message, result.success);
 }
 
-xpc_object_t InterfaceConfigurationSettings::setManualProxyServer(xpc_object_t message,
-                                                                  const Command& command) {
+xpc_object_t InterfaceConfigurationSettings::setManualProxyServer(xpc_object_t message) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(message, command, [&](const Arguments& a) -> Result {
-    return proxies.setManualProxyServer(a.first, a.second, intArgument(message, "Port"));
-  });
+  return run(message,
+             {"No command object was provided while attempting to set a manual proxy server!",
+              "Uuid", "Invalid data provided while trying to set a static proxy server!",
+              "NewValue", "Invalid data provided while trying to set a static proxy server! (2)"},
+             [&](const Arguments& a) -> Result {
+               return proxies.setManualProxyServer(a.first, a.second, intArgument(message, "Port"));
+             });
 }
 
-xpc_object_t InterfaceConfigurationSettings::disableProxyServer(xpc_object_t message,
-                                                                const Command& command) {
+xpc_object_t InterfaceConfigurationSettings::disableProxyServer(xpc_object_t message) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(message, command,
+  return run(message,
+             {"No command object was provided while attempting to disable the proxy server!",
+              "Uuid", "Invalid data provided while trying to disable the proxy server!"},
              [&](const Arguments& a) -> Result { return proxies.disableProxies(a.first); });
 }
 
-xpc_object_t InterfaceConfigurationSettings::setAutoByUrlProxy(xpc_object_t message,
-                                                               const Command& command) {
+// The two automatic modes share the "disable" wording on purpose.
+xpc_object_t InterfaceConfigurationSettings::setAutoByUrlProxy(xpc_object_t message) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(message, command, [&](const Arguments& a) -> Result {
-    return proxies.setAutomaticProxyUrl(a.first, a.second,
-                                        xpc_dictionary_get_bool(message, "ResetOthers"));
-  });
+  return run(message,
+             {"No command object was provided while attempting to set an auto URL proxy.", "Uuid",
+              "Invalid data provided while trying to disable the proxy server!", "Url",
+              "Invalid data provided while trying to disable the proxy server! (2)"},
+             [&](const Arguments& a) -> Result {
+               return proxies.setAutomaticProxyUrl(a.first, a.second,
+                                                   xpc_dictionary_get_bool(message, "ResetOthers"));
+             });
 }
 
-xpc_object_t InterfaceConfigurationSettings::setAutodetectedProxyServer(xpc_object_t message,
-                                                                        const Command& command) {
+xpc_object_t InterfaceConfigurationSettings::setAutodetectedProxyServer(xpc_object_t message) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(message, command, [&](const Arguments& a) -> Result {
-    return proxies.setAutoDetectedProxyEnabled(a.first,
-                                               xpc_dictionary_get_bool(message, "ResetOthers"));
-  });
+  return run(
+      message,
+      {"No command object was provided while attempting to set an autodetected proxy server.",
+       "Uuid", "Invalid data provided while trying to disable the proxy server!"},
+      [&](const Arguments& a) -> Result {
+        return proxies.setAutoDetectedProxyEnabled(a.first,
+                                                   xpc_dictionary_get_bool(message, "ResetOthers"));
+      });
 }
 
-xpc_object_t InterfaceConfigurationSettings::setNetworkProtocolEnabled(xpc_object_t message,
-                                                                       const Command& command) {
+xpc_object_t InterfaceConfigurationSettings::setNetworkProtocolEnabled(xpc_object_t message) {
   xpc::SystemConfigPrefsBase preferences(logger, false);
-  return run(message, command, [&](const Arguments& a) -> Result {
-    if (!preferences.acquireProtocolHandle(a.first, a.second)) {
-      return Result::error(
-          "Unable to acquire a handle to the desired protocol while attempting to enable or "
-          "disable it!");
-    }
-    return preferences.setProtocolEnabled(xpc_dictionary_get_bool(message, "Enabled"));
-  });
+  return run(
+      message,
+      {"No command object was provided while attempting to enable or disable a network "
+       "protocol!",
+       "Uuid", "Invalid data provided while trying to change the state of a protocol!",
+       "ProtocolConstant", "Invalid data provided while trying to change the state of a protocol!"},
+      [&](const Arguments& a) -> Result {
+        if (!preferences.acquireProtocolHandle(a.first, a.second)) {
+          return Result::error(
+              "Unable to acquire a handle to the desired protocol while attempting to enable or "
+              "disable it!");
+        }
+        return preferences.setProtocolEnabled(xpc_dictionary_get_bool(message, "Enabled"));
+      });
 }
 
-xpc_object_t InterfaceConfigurationSettings::setIpv6ToAutomatic(xpc_object_t message,
-                                                                const Command& command) {
+xpc_object_t InterfaceConfigurationSettings::setIpv6ToAutomatic(xpc_object_t message) {
   xpc::Ipv6SettingHelper ipv6(logger, false);
-  return run(message, command,
+  return run(message,
+             {"No command object was provided while attempting to set IPv6 to automatic.", "Uuid",
+              "Invalid data provided while trying to set IPv6 to automatic!"},
              [&](const Arguments& a) -> Result { return ipv6.setAutomatic(a.first); });
 }
 
-xpc_object_t InterfaceConfigurationSettings::setIntToConfigPath(xpc_object_t message,
-                                                                const Command& command) {
+xpc_object_t InterfaceConfigurationSettings::setIntToConfigPath(xpc_object_t message) {
   xpc::SysConfigPreferencesHelper preferences(logger, false);
-  return run(message, command, [&](const Arguments& a) -> Result {
-    return preferences.setIntToConfigPath(a.first, a.second, intArgument(message, "NewValue"));
-  });
+  return run(message,
+             {"No command object was provided while attempting to set an integer for an interface!",
+              "Path", "Invalid data provided while trying to change a system setting!", "Key",
+              "Invalid data provided while trying to change a system setting! (2)"},
+             [&](const Arguments& a) -> Result {
+               return preferences.setIntToConfigPath(a.first, a.second,
+                                                     intArgument(message, "NewValue"));
+             });
 }
 
-xpc_object_t InterfaceConfigurationSettings::setIntAdminState(xpc_object_t message,
-                                                              const Command& command) {
-  return run(message, command, [&](const Arguments& a) -> Result {
-    return setInterfaceAdminState(a.first, xpc_dictionary_get_bool(message, "DesiredState"));
-  });
+xpc_object_t InterfaceConfigurationSettings::setIntAdminState(xpc_object_t message) {
+  return run(message,
+             {"No command object was provided while attempting to set the interface administrative "
+              "state.",
+              "InterfaceName",
+              "There was no interface name provided while trying to change the up/down state of an "
+              "interface!"},
+             [&](const Arguments& a) -> Result {
+               return setInterfaceAdminState(a.first,
+                                             xpc_dictionary_get_bool(message, "DesiredState"));
+             });
 }
 
-xpc_object_t InterfaceConfigurationSettings::dhcpRenew(xpc_object_t message,
-                                                       const Command& command) {
+xpc_object_t InterfaceConfigurationSettings::dhcpRenew(xpc_object_t message) {
   xpc::SysConfigDynamicStorePreferencesHelper store(logger);
-  return run(message, command,
+  return run(message,
+             {"No command object was provided while attempting to do a DHCP release/renew.",
+              "InterfaceName",
+              "There was no interface name provided while trying to a DHCP release/renew on the "
+              "interface!"},
              [&](const Arguments& a) -> Result { return store.requestDhcpRenew(a.first); });
 }
 

@@ -15,13 +15,33 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
 
   xpc_object_t handleCommand(std::string command, xpc_object_t message) override;
 
+  // One handler per command word. Each makes its helper, reads its arguments
+  // and answers with its reply; a null message is logged and gets none.
+  xpc_object_t setManualProxyServer(xpc_object_t message);
+  xpc_object_t disableProxyServer(xpc_object_t message);
+  xpc_object_t setAutoByUrlProxy(xpc_object_t message);
+  xpc_object_t setAutodetectedProxyServer(xpc_object_t message);
+  xpc_object_t setNetworkProtocolEnabled(xpc_object_t message);
+  xpc_object_t setIpv6ToAutomatic(xpc_object_t message);
+  xpc_object_t setIntToConfigPath(xpc_object_t message);
+  xpc_object_t setIntAdminState(xpc_object_t message);
+  xpc_object_t dhcpRenew(xpc_object_t message);
+
   bool setInterfaceAdminState(std::string interfaceName, bool up);
 
-  // One row of the command table: the word, its handler and the texts of its
-  // argument checks.
-  struct Command;
+  using Handler = xpc_object_t (InterfaceConfigurationSettings::*)(xpc_object_t);
 
  private:
+  // What a handler checks before its operation runs, with the texts it
+  // answers each failed check with.
+  struct Checks {
+    const char* noMessageText;
+    const char* firstKey;
+    const char* firstInvalidText;
+    // Null for commands with one string argument.
+    const char* secondKey = nullptr;
+    const char* secondInvalidText = nullptr;
+  };
   // What a handler has read by the time its operation runs.
   struct Arguments {
     std::string first;
@@ -37,19 +57,9 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
   using Operation = std::function<Result(const Arguments&)>;
 
   // The pattern every handler follows once its helper exists: no message, no
-  // reply; an empty string argument, the row's error reply; otherwise the
+  // reply; an empty string argument, its error reply; otherwise the
   // operation's outcome.
-  xpc_object_t run(xpc_object_t message, const Command& command, const Operation& operation);
-
-  xpc_object_t setManualProxyServer(xpc_object_t message, const Command& command);
-  xpc_object_t disableProxyServer(xpc_object_t message, const Command& command);
-  xpc_object_t setAutoByUrlProxy(xpc_object_t message, const Command& command);
-  xpc_object_t setAutodetectedProxyServer(xpc_object_t message, const Command& command);
-  xpc_object_t setNetworkProtocolEnabled(xpc_object_t message, const Command& command);
-  xpc_object_t setIpv6ToAutomatic(xpc_object_t message, const Command& command);
-  xpc_object_t setIntToConfigPath(xpc_object_t message, const Command& command);
-  xpc_object_t setIntAdminState(xpc_object_t message, const Command& command);
-  xpc_object_t dhcpRenew(xpc_object_t message, const Command& command);
+  xpc_object_t run(xpc_object_t message, const Checks& checks, const Operation& operation);
 
   void log(unsigned char level, const std::string& text);
 };

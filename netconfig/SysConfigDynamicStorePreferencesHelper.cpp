@@ -1,6 +1,7 @@
 #include "SysConfigDynamicStorePreferencesHelper.h"
 
-#include <vector>
+#include <memory>
+#include <new>
 
 #include "LogLine.h"
 #include "MacStringUtils.h"
@@ -132,7 +133,10 @@ std::string SysConfigDynamicStorePreferencesHelper::getIpAddressFromDynamicStore
     return "";
   }
   CFTypeRef first = CFArrayGetValueAtIndex(addresses, 0);
-  if (CFGetTypeID(first) != CFStringGetTypeID()) return "";
+  if (first == nullptr || CFGetTypeID(first) != CFStringGetTypeID()) {
+    log(4, "No IP address was found for the interface.");
+    return "";
+  }
   return MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(first));
 }
 
@@ -169,15 +173,22 @@ std::string SysConfigDynamicStorePreferencesHelper::getNetworkServiceId(
     log(4, "Unable to get UUID information from the dynamic system configuration provider!");
     return "";
   }
-  std::vector<std::string> ids;
-  for (CFIndex i = 0; i < CFArrayGetCount(keys.get()); ++i) {
+  // A failed allocation is a refusal, not the end of the daemon.
+  CFIndex count = CFArrayGetCount(keys.get());
+  std::unique_ptr<std::string[]> ids(new (std::nothrow) std::string[static_cast<size_t>(count)]);
+  if (!ids) {
+    log(4, "Unable to to allocate memory for the UUID list!");
+    return "";
+  }
+  for (CFIndex i = 0; i < count; ++i) {
     auto key = static_cast<CFStringRef>(CFArrayGetValueAtIndex(keys.get(), i));
     std::string text = MacStringUtils::cfStringRefToStdString(key);
-    ids.push_back(text.size() > kUuidLength ? text.substr(text.size() - kUuidLength) : text);
+    ids[i] = text.size() > kUuidLength ? text.substr(text.size() - kUuidLength) : text;
   }
 
   SysConfigPreferencesHelper preferences(logger, true);
-  for (const std::string& id : ids) {
+  for (CFIndex i = 0; i < count; ++i) {
+    const std::string& id = ids[i];
     std::string name;
     if (!preferences.getStringFromConfigPath("/NetworkServices/" + id + "/Interface",
                                              "UserDefinedName", name)) {

@@ -114,7 +114,10 @@ bool SysConfigPreferencesHelper::setIntToConfigPath(std::string path, std::strin
   PlistManipulator replacement(logger);
   if (!replacement.createNewPlist() || !replacement.setValue(key, value)) return false;
   CFRef<CFStringRef> cfPath(MacStringUtils::stdStringToCfStringRef(path), RefPolicy::Adopt);
-  if (!cfPath) return false;
+  if (!cfPath) {
+    log(4, "Unable to convert the path to a CFStringRef while updating an int!");
+    return false;
+  }
 
   if (!SCPreferencesLock(preferences.get(), true)) {
     log(4, "Failed to lock the settings data while updating an int!");

@@ -542,25 +542,9 @@ void DictionaryHelper::addCfTypeDataToLogString(CFTypeRef value, int depth) {
   } else if (type == CFBooleanGetTypeID()) {
     logString += CFBooleanGetValue(static_cast<CFBooleanRef>(value)) == 1 ? "true\n" : "false\n";
   } else if (type == CFDataGetTypeID()) {
-    CFDataRef data = static_cast<CFDataRef>(value);
-    const UInt8* bytes = CFDataGetBytePtr(data);
-    CFIndex length = CFDataGetLength(data);
-    for (CFIndex i = 0; i < length; ++i) {
-      char hex[3];
-      std::snprintf(hex, sizeof(hex), "%02X", bytes[i]);
-      logString += hex;
-    }
-    logString += "\n";
+    addCfDataToLogString(static_cast<CFDataRef>(value));
   } else if (type == CFDateGetTypeID()) {
-    CFRef<CFLocaleRef> locale(CFLocaleCopyCurrent(), RefPolicy::Adopt);
-    CFRef<CFDateFormatterRef> formatter(
-        CFDateFormatterCreate(kCFAllocatorDefault, locale.get(), kCFDateFormatterShortStyle,
-                              kCFDateFormatterShortStyle),
-        RefPolicy::Adopt);
-    CFRef<CFStringRef> text(CFDateFormatterCreateStringWithDate(kCFAllocatorDefault, formatter.get(),
-                                                                static_cast<CFDateRef>(value)),
-                            RefPolicy::Adopt);
-    logString += MacStringUtils::cfStringRefToStdString(text.get()) + "\n";
+    addCfDateToLogString(static_cast<CFDateRef>(value));
   } else if (type == CFArrayGetTypeID()) {
     logString += "Array {\n";
     addCfArrayToLogString(static_cast<CFArrayRef>(value), depth + 1);
@@ -570,6 +554,38 @@ void DictionaryHelper::addCfTypeDataToLogString(CFTypeRef value, int depth) {
     logString += "Unexpected value type of '" +
                  MacStringUtils::cfStringRefToStdString(typeName.get()) + "'\n";
   }
+}
+
+// Bytes carry no indentation of their own: they follow " = " or " : ".
+void DictionaryHelper::addCfDataToLogString(CFDataRef data) {
+  if (data == nullptr) {
+    logString += "CFData was NULL!\n";
+    return;
+  }
+  const UInt8* bytes = CFDataGetBytePtr(data);
+  CFIndex length = CFDataGetLength(data);
+  for (CFIndex i = 0; i < length; ++i) {
+    char hex[3];
+    std::snprintf(hex, sizeof(hex), "%02X", bytes[i]);
+    logString += hex;
+  }
+  logString += "\n";
+}
+
+void DictionaryHelper::addCfDateToLogString(CFDateRef date) {
+  if (date == nullptr) {
+    logString += "Date data was NULL!\n";
+    return;
+  }
+  CFRef<CFLocaleRef> locale(CFLocaleCopyCurrent(), RefPolicy::Adopt);
+  CFRef<CFDateFormatterRef> formatter(
+      CFDateFormatterCreate(kCFAllocatorDefault, locale.get(), kCFDateFormatterShortStyle,
+                            kCFDateFormatterShortStyle),
+      RefPolicy::Adopt);
+  CFRef<CFStringRef> text(
+      CFDateFormatterCreateStringWithDate(kCFAllocatorDefault, formatter.get(), date),
+      RefPolicy::Adopt);
+  logString += MacStringUtils::cfStringRefToStdString(text.get()) + "\n";
 }
 
 void DictionaryHelper::addCfArrayToLogString(CFArrayRef array, int depth) {

@@ -101,6 +101,8 @@ class DictionaryHelper {
   void logDictionaryData(CFTypeRef key, CFTypeRef value, int depth);
   void addCfTypeDataToLogString(CFTypeRef value, int depth);
   void addCfArrayToLogString(CFArrayRef array, int depth);
+  void addCfDataToLogString(CFDataRef data);
+  void addCfDateToLogString(CFDateRef date);
   std::string getFromCfNumber(CFNumberRef number);
 
   CFRef<CFMutableDictionaryRef> activeDictionary;

@@ -150,6 +150,11 @@ bool OsFileSystemUtils::directoryExists(std::string path, bool create) {
   bool absolute = StringTools::startsWith(rest, "/");
   std::vector<std::string> pieces = StringTools::split(rest, '/');
   logLine(logger, 6, "Path split to " + std::to_string(pieces.size()) + " piece(s).");
+  // Nothing but blanks: there is no level to look for.
+  if (pieces.empty()) {
+    logLine(logger, 5, "Desired path was NOT found.");
+    return false;
+  }
 
   std::string prefix = absolute ? "/" : "";
   for (const std::string& piece : pieces) {

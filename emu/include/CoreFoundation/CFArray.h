@@ -39,7 +39,7 @@ CF_EXPORT const void *CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx);
 CF_EXPORT void CFArrayGetValues(CFArrayRef theArray, CFRange range, const void **values);
 CF_EXPORT Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void *value);
 CF_EXPORT CFIndex CFArrayGetFirstIndexOfValue(CFArrayRef theArray, CFRange range, const void *value);
-CF_EXPORT void CFArrayApplyFunction(CFArrayRef theArray, CFRange range, CFArrayApplierFunction applier,
+CF_EXPORT void CFArrayApplyFunction(CFArrayRef theArray, CFRange range, CF_NOESCAPE CFArrayApplierFunction applier,
                                     void *context);
 CF_EXPORT void CFArrayAppendValue(CFMutableArrayRef theArray, const void *value);
 CF_EXPORT void CFArrayInsertValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const void *value);

@@ -18,19 +18,17 @@
 #define CF_EXPORT extern
 #define CF_INLINE static __inline__ __attribute__((always_inline))
 
-/* Enumerations with a fixed underlying type, declared as Apple's headers do:
-   typedef CF_ENUM(uint32_t, Name) { ... };  or  CF_ENUM(OSStatus) { ... };  */
-#define __CF_ENUM_GET_MACRO(_1, _2, NAME, ...) NAME
-#define __CF_ENUM_ATTRIBUTES __attribute__((enum_extensibility(open)))
-#define __CF_OPTIONS_ATTRIBUTES __attribute__((flag_enum, enum_extensibility(open)))
-#define __CF_NAMED_ENUM(_type, _name) enum __CF_ENUM_ATTRIBUTES _name : _type _name; enum _name : _type
-#define __CF_ANON_ENUM(_type) enum __CF_ENUM_ATTRIBUTES : _type
-#define CF_ENUM(...) __CF_ENUM_GET_MACRO(__VA_ARGS__, __CF_NAMED_ENUM, __CF_ANON_ENUM, )(__VA_ARGS__)
+/* Enumerations with a fixed underlying type, declared as Apple's headers
+   declare them: in C++ a CF_ENUM is a type of its own, while a CF_OPTIONS type
+   stays the integer type so that its flags combine. */
+#define CF_ENUM(_type, _name) enum _name : _type _name; enum _name : _type
 #if defined(__cplusplus)
-#define CF_OPTIONS(_type, _name) _type _name; enum __CF_OPTIONS_ATTRIBUTES : _type
+#define CF_OPTIONS(_type, _name) _type _name; enum : _type
 #else
-#define CF_OPTIONS(_type, _name) enum __CF_OPTIONS_ATTRIBUTES _name : _type _name; enum _name : _type
+#define CF_OPTIONS(_type, _name) enum _name : _type _name; enum _name : _type
 #endif
+/* Marks a callback that is called only before the function returns. */
+#define CF_NOESCAPE __attribute__((noescape))
 
 #if !defined(__MACTYPES__)
 #define __MACTYPES__ 1
@@ -75,8 +73,7 @@ typedef const struct __CFString *CFStringRef;
 typedef struct __CFString *CFMutableStringRef;
 typedef CFTypeRef CFPropertyListRef;
 
-typedef CFIndex CFComparisonResult;
-enum {
+typedef CF_ENUM(CFIndex, CFComparisonResult) {
   kCFCompareLessThan = -1L,
   kCFCompareEqualTo = 0,
   kCFCompareGreaterThan = 1

@@ -11,8 +11,7 @@ CF_EXTERN_C_BEGIN
 
 typedef struct __CFDateFormatter *CFDateFormatterRef;
 
-typedef CFIndex CFDateFormatterStyle;
-enum {
+typedef CF_ENUM(CFIndex, CFDateFormatterStyle) {
   kCFDateFormatterNoStyle = 0,
   kCFDateFormatterShortStyle = 1,
   kCFDateFormatterMediumStyle = 2,

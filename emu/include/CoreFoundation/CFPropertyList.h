@@ -17,8 +17,7 @@ enum {
   kCFPropertyListMutableContainersAndLeaves = 1 << 1
 };
 
-typedef CFIndex CFPropertyListFormat;
-enum {
+typedef CF_ENUM(CFIndex, CFPropertyListFormat) {
   kCFPropertyListOpenStepFormat = 1,
   kCFPropertyListXMLFormat_v1_0 = 100,
   kCFPropertyListBinaryFormat_v1_0 = 200

@@ -8,8 +8,7 @@
 
 CF_EXTERN_C_BEGIN
 
-typedef CFIndex CFStreamStatus;
-enum {
+typedef CF_ENUM(CFIndex, CFStreamStatus) {
   kCFStreamStatusNotOpen = 0,
   kCFStreamStatusOpening,
   kCFStreamStatusOpen,

@@ -13,8 +13,7 @@ typedef UInt32 CFStringEncoding;
 
 /* The encodings this system converts. MacRoman is the system encoding, used
    for %s in formats. */
-typedef CFStringEncoding CFStringBuiltInEncodings;
-enum {
+typedef CF_ENUM(CFStringEncoding, CFStringBuiltInEncodings) {
   kCFStringEncodingMacRoman = 0,
   kCFStringEncodingISOLatin1 = 0x0201,
   kCFStringEncodingASCII = 0x0600,

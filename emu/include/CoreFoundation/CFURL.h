@@ -7,8 +7,7 @@
 
 CF_EXTERN_C_BEGIN
 
-typedef CFIndex CFURLPathStyle;
-enum {
+typedef CF_ENUM(CFIndex, CFURLPathStyle) {
   kCFURLPOSIXPathStyle = 0
 };
 

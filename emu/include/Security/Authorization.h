@@ -33,7 +33,6 @@ enum {
   kAuthorizationFlagPartialRights = (1 << 2),
   kAuthorizationFlagDestroyRights = (1 << 3),
   kAuthorizationFlagPreAuthorize = (1 << 4),
-  kAuthorizationFlagSkipInternalAuth = (1 << 9),
   kAuthorizationFlagNoData = (1 << 20)
 };
 

@@ -33,7 +33,7 @@ typedef UInt32 SecKeychainStatus;
 typedef struct __SecTrustedApplication *SecTrustedApplicationRef;
 typedef struct __SecAccess *SecAccessRef;
 
-CF_ENUM(OSStatus){errSecSuccess = 0,
+enum {errSecSuccess = 0,
                   errSecUnimplemented = -4,
                   errSecIO = -36,
                   errSecOpWr = -49,

@@ -3,9 +3,6 @@
 #if !defined(_SECURITY_SECKEYCHAINITEM_H_)
 #define _SECURITY_SECKEYCHAINITEM_H_ 1
 
-/* A system header, as in the SDK: only there does clang accept the typedef
-   of a fixed-type enumeration that CF_ENUM(type, name) expands to. */
-#pragma clang system_header
 
 #include <Security/SecBase.h>
 

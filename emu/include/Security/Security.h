@@ -5,8 +5,11 @@
 #include <Security/Authorization.h>
 #include <Security/SecBase.h>
 #include <Security/SecCertificate.h>
+#include <Security/SecCertificateOIDs.h>
 #include <Security/SecItem.h>
 #include <Security/SecKeychain.h>
 #include <Security/SecKeychainItem.h>
+#include <Security/SecPolicy.h>
+#include <Security/SecTrustSettings.h>
 
 #endif /* !_SECURITY_SECURITY_H_ */

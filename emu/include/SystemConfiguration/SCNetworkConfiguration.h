@@ -19,7 +19,6 @@ typedef const struct __SCNetworkSet *SCNetworkSetRef;
   KEY(kSCNetworkInterfaceType6to4, "6to4")            \
   KEY(kSCNetworkInterfaceTypeBluetooth, "Bluetooth")  \
   KEY(kSCNetworkInterfaceTypeBond, "Bond")            \
-  KEY(kSCNetworkInterfaceTypeBridge, "Bridge")        \
   KEY(kSCNetworkInterfaceTypeEthernet, "Ethernet")    \
   KEY(kSCNetworkInterfaceTypeFireWire, "FireWire")    \
   KEY(kSCNetworkInterfaceTypeIEEE80211, "IEEE80211")  \

@@ -25,6 +25,11 @@ typedef union {
 #define DISPATCH_DECL_SUBCLASS(name, base) typedef base##_t name##_t
 #endif
 
+// Attributes Apple's headers give the functions: none of them throws, and a
+// block given to a synchronous call does not outlive it.
+#define DISPATCH_NOTHROW __attribute__((__nothrow__))
+#define DISPATCH_NOESCAPE __attribute__((__noescape__))
+
 typedef void (*dispatch_function_t)(void *context);
 
 #ifdef __BLOCKS__
@@ -33,8 +38,8 @@ typedef void (^dispatch_block_t)(void);
 
 __BEGIN_DECLS
 
-void dispatch_retain(dispatch_object_t object);
-void dispatch_release(dispatch_object_t object);
+DISPATCH_NOTHROW void dispatch_retain(dispatch_object_t object);
+DISPATCH_NOTHROW void dispatch_release(dispatch_object_t object);
 
 __END_DECLS
 

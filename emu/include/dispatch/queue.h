@@ -21,18 +21,18 @@ DISPATCH_DECL(dispatch_queue_attr);
 __BEGIN_DECLS
 
 #ifdef __BLOCKS__
-void dispatch_async(dispatch_queue_t queue, dispatch_block_t block);
-void dispatch_sync(dispatch_queue_t queue, dispatch_block_t block);
+DISPATCH_NOTHROW void dispatch_async(dispatch_queue_t queue, dispatch_block_t block);
+DISPATCH_NOTHROW void dispatch_sync(dispatch_queue_t queue, DISPATCH_NOESCAPE dispatch_block_t block);
 #endif
-void dispatch_async_f(dispatch_queue_t queue, void *context, dispatch_function_t work);
-void dispatch_sync_f(dispatch_queue_t queue, void *context, dispatch_function_t work);
+DISPATCH_NOTHROW void dispatch_async_f(dispatch_queue_t queue, void *context, dispatch_function_t work);
+DISPATCH_NOTHROW void dispatch_sync_f(dispatch_queue_t queue, void *context, dispatch_function_t work);
 
-dispatch_queue_main_t dispatch_get_main_queue(void);
-dispatch_queue_global_t dispatch_get_global_queue(intptr_t identifier, uintptr_t flags);
-dispatch_queue_t dispatch_queue_create(const char *label, dispatch_queue_attr_t attr);
+DISPATCH_NOTHROW dispatch_queue_main_t dispatch_get_main_queue(void);
+DISPATCH_NOTHROW dispatch_queue_global_t dispatch_get_global_queue(intptr_t identifier, uintptr_t flags);
+DISPATCH_NOTHROW dispatch_queue_t dispatch_queue_create(const char *label, dispatch_queue_attr_t attr);
 
 // Runs blocks submitted to the main queue on the calling (main) thread.
-void dispatch_main(void) __attribute__((__noreturn__));
+DISPATCH_NOTHROW void dispatch_main(void) __attribute__((__noreturn__));
 
 __END_DECLS
 

@@ -10,11 +10,11 @@ DISPATCH_DECL(dispatch_semaphore);
 __BEGIN_DECLS
 
 // NULL if value is negative.
-dispatch_semaphore_t dispatch_semaphore_create(intptr_t value);
+DISPATCH_NOTHROW dispatch_semaphore_t dispatch_semaphore_create(intptr_t value);
 // Zero on success, non-zero if the timeout elapsed.
-intptr_t dispatch_semaphore_wait(dispatch_semaphore_t dsema, dispatch_time_t timeout);
+DISPATCH_NOTHROW intptr_t dispatch_semaphore_wait(dispatch_semaphore_t dsema, dispatch_time_t timeout);
 // Non-zero if a waiting thread was woken.
-intptr_t dispatch_semaphore_signal(dispatch_semaphore_t dsema);
+DISPATCH_NOTHROW intptr_t dispatch_semaphore_signal(dispatch_semaphore_t dsema);
 
 __END_DECLS
 

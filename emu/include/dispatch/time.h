@@ -20,7 +20,7 @@ typedef uint64_t dispatch_time_t;
 __BEGIN_DECLS
 
 // A point on the monotonic clock `delta` nanoseconds after `when`.
-dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta);
+DISPATCH_NOTHROW dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta);
 
 __END_DECLS
 

@@ -9,14 +9,13 @@
 
 typedef struct os_log_s *os_log_t;
 
-typedef uint8_t os_log_type_t;
-enum {
+typedef enum : uint8_t {
   OS_LOG_TYPE_DEFAULT = 0x00,
   OS_LOG_TYPE_INFO = 0x01,
   OS_LOG_TYPE_DEBUG = 0x02,
   OS_LOG_TYPE_ERROR = 0x10,
   OS_LOG_TYPE_FAULT = 0x11,
-};
+} os_log_type_t;
 
 __BEGIN_DECLS
 

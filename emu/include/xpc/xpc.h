@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #define XPC_WARN_RESULT __attribute__((__warn_unused_result__))
+#define XPC_NOESCAPE __attribute__((__noescape__))
 
 typedef const struct _xpc_type_s *xpc_type_t;
 typedef void *xpc_object_t;
@@ -106,7 +107,7 @@ xpc_object_t xpc_array_get_value(xpc_object_t xarray, size_t index);
 void xpc_array_set_string(xpc_object_t xarray, size_t index, const char *string);
 const char *xpc_array_get_string(xpc_object_t xarray, size_t index);
 #ifdef __BLOCKS__
-bool xpc_array_apply(xpc_object_t xarray, xpc_array_applier_t applier);
+bool xpc_array_apply(xpc_object_t xarray, XPC_NOESCAPE xpc_array_applier_t applier);
 #endif
 
 // Dictionaries
@@ -119,7 +120,7 @@ void xpc_dictionary_set_value(xpc_object_t xdict, const char *key, xpc_object_t 
 xpc_object_t xpc_dictionary_get_value(xpc_object_t xdict, const char *key);
 size_t xpc_dictionary_get_count(xpc_object_t xdict);
 #ifdef __BLOCKS__
-bool xpc_dictionary_apply(xpc_object_t xdict, xpc_dictionary_applier_t applier);
+bool xpc_dictionary_apply(xpc_object_t xdict, XPC_NOESCAPE xpc_dictionary_applier_t applier);
 #endif
 xpc_connection_t xpc_dictionary_get_remote_connection(xpc_object_t xdict);
 

@@ -146,7 +146,7 @@ Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void *val
   return CFArrayGetFirstIndexOfValue(theArray, range, value) != kCFNotFound;
 }
 
-void CFArrayApplyFunction(CFArrayRef theArray, CFRange range, CFArrayApplierFunction applier, void *context) {
+void CFArrayApplyFunction(CFArrayRef theArray, CFRange range, CF_NOESCAPE CFArrayApplierFunction applier, void *context) {
   const __CFArray *array = arrayArg(theArray, "CFArrayApplyFunction");
   checkRange(array, range, "CFArrayApplyFunction");
   for (CFIndex i = range.location; i < range.location + range.length; ++i)

@@ -220,7 +220,7 @@ void CFDictionaryGetKeysAndValues(CFDictionaryRef theDict, const void **keys, co
   }
 }
 
-void CFDictionaryApplyFunction(CFDictionaryRef theDict, CFDictionaryApplierFunction applier, void *context) {
+void CFDictionaryApplyFunction(CFDictionaryRef theDict, CF_NOESCAPE CFDictionaryApplierFunction applier, void *context) {
   for (const Entry &entry : dictionaryArg(theDict, "CFDictionaryApplyFunction")->entries)
     applier(entry.key, entry.value, context);
 }

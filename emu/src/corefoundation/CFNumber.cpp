@@ -29,7 +29,7 @@ namespace {
 
 // The canonical type of each public type, indexed by CFNumberType (LP64).
 const CFNumberType kCanonicalType[kCFNumberMaxType + 1] = {
-    0,
+    CFNumberType(0),
     kCFNumberSInt8Type,   kCFNumberSInt16Type,  kCFNumberSInt32Type,  kCFNumberSInt64Type,
     kCFNumberFloat32Type, kCFNumberFloat64Type, kCFNumberSInt8Type,   kCFNumberSInt16Type,
     kCFNumberSInt32Type,  kCFNumberSInt64Type,  kCFNumberSInt64Type,  kCFNumberFloat32Type,
@@ -115,6 +115,8 @@ bool getValue(const __CFNumber *n, CFNumberType target, void *out) {
       if (fromFloat) return !std::isnan(d);
       return static_cast<long double>(result) == static_cast<long double>(i);
     }
+    default:  // only canonical types arrive here
+      break;
   }
   return false;
 }
@@ -241,6 +243,7 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void *val
     case kCFNumberSInt64Type: number->value.integer = *static_cast<const int64_t *>(valuePtr); break;
     case kCFNumberFloat32Type: number->value.float32 = *static_cast<const float *>(valuePtr); break;
     case kCFNumberFloat64Type: number->value.float64 = *static_cast<const double *>(valuePtr); break;
+    default: break;  // canonical() admits no other
   }
   return number;
 }
@@ -275,7 +278,7 @@ CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, 
   }
   if (floatA && floatB) return compareDoubles(asDouble(a), asDouble(b));
   if (floatA) return compareDoubleToInteger(asDouble(a), b->value.integer);
-  return -compareDoubleToInteger(asDouble(b), a->value.integer);
+  return static_cast<CFComparisonResult>(-compareDoubleToInteger(asDouble(b), a->value.integer));
 }
 
 }  // extern "C"

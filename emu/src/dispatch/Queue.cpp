@@ -171,7 +171,7 @@ void dispatch_async(dispatch_queue_t queue, dispatch_block_t block) {
   Queue::from(queue)->async(emu::dispatch::runBlockOnce, reinterpret_cast<void*>(Block_copy(block)));
 }
 
-void dispatch_sync(dispatch_queue_t queue, dispatch_block_t block) {
+void dispatch_sync(dispatch_queue_t queue, DISPATCH_NOESCAPE dispatch_block_t block) {
   Queue::from(queue)->sync(emu::dispatch::runBlock, reinterpret_cast<void*>(block));
 }
 

@@ -19,6 +19,9 @@ CFTypeID authorizationTypeID() {
   return typeID;
 }
 
+// The system's own flag for skipping the internal authentication; only its
+// private header names it.
+const AuthorizationFlags kAuthorizationFlagSkipInternalAuth = (1 << 9);
 const AuthorizationFlags kKnownFlags = kAuthorizationFlagInteractionAllowed | kAuthorizationFlagExtendRights |
                                        kAuthorizationFlagPartialRights | kAuthorizationFlagDestroyRights |
                                        kAuthorizationFlagPreAuthorize | kAuthorizationFlagSkipInternalAuth |

@@ -21,8 +21,14 @@ bool equalValues(CFDictionaryRef a, CFDictionaryRef b, CFStringRef key) {
   return first == second || (first != nullptr && second != nullptr && CFEqual(first, second));
 }
 
-bool isItem(CFTypeRef item) {
-  return isDictionary(item) && isString(CFDictionaryGetValue(static_cast<CFDictionaryRef>(item), kSecClass));
+// An item has a class; a certificate has itself as data, and it parses.
+bool isItem(CFTypeRef value) {
+  if (!isDictionary(value)) return false;
+  auto item = static_cast<CFDictionaryRef>(value);
+  CFTypeRef itemClass = CFDictionaryGetValue(item, kSecClass);
+  if (!isString(itemClass)) return false;
+  if (!CFEqual(itemClass, kSecClassCertificate)) return true;
+  return parseCertificate(CFDictionaryGetValue(item, kSecValueData)) != nullptr;
 }
 
 OSStatus statusForWriteError(int error) {

@@ -5,11 +5,13 @@
 #include <Security/Security.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "../common/CFSupport.h"
 #include "../corefoundation/CFRuntimeInternal.h"
+#include "X509Certificate.h"
 
 struct __SecKeychain {
   CFRuntimeBase base;
@@ -21,6 +23,14 @@ struct __SecKeychainItem {
   CFRuntimeBase base;
   emu::Owned<SecKeychainRef> keychain;
   emu::Owned<CFDictionaryRef> record;
+};
+
+// A certificate; one found in a keychain remembers the keychain, so that it
+// can be deleted from it.
+struct __SecCertificate {
+  CFRuntimeBase base;
+  std::unique_ptr<emu::sec::X509Certificate> x509;
+  emu::Owned<SecKeychainRef> keychain;
 };
 
 namespace emu::sec {
@@ -47,5 +57,22 @@ OSStatus visitItems(CFTypeRef keychainOrArray,
 // Items (SecKeychainItem.cpp). The reference a search returns for a stored
 // record (Create rule).
 CFTypeRef copyItemReference(SecKeychainRef keychain, CFDictionaryRef record);
+
+// Certificates (SecCertificate.cpp).
+// Null unless data is a CFData holding one DER certificate.
+std::unique_ptr<X509Certificate> parseCertificate(CFTypeRef data);
+const __SecCertificate *certificateOf(CFTypeRef cf);
+// keychain may be NULL.
+SecCertificateRef certificateCreate(std::unique_ptr<X509Certificate> x509, SecKeychainRef keychain);
+// What a keychain stores for a certificate (Create rule).
+CFDictionaryRef createCertificateRecord(const X509Certificate &x509);
+
+// Policies (SecPolicy.cpp). The name trust settings record for a policy.
+CFStringRef policyName(SecPolicyRef policy);
+// A policy's identifier as trust settings store it: the content octets of
+// its DER object identifier (Create rule).
+CFDataRef copyPolicyOIDData(SecPolicyRef policy);
+// The policy such stored octets identify; null if none is emulated.
+SecPolicyRef policyCreateWithOIDData(CFDataRef data);
 
 }  // namespace emu::sec

@@ -121,7 +121,11 @@ bool matches(CFDictionaryRef record, CFStringRef key, const char *name, UInt32 l
 
 namespace emu::sec {
 
-CFTypeRef copyItemReference(SecKeychainRef keychain, CFDictionaryRef record) { return itemCreate(keychain, record); }
+CFTypeRef copyItemReference(SecKeychainRef keychain, CFDictionaryRef record) {
+  if (!CFEqual(CFDictionaryGetValue(record, kSecClass), kSecClassCertificate)) return itemCreate(keychain, record);
+  // The store keeps only certificates that parse.
+  return certificateCreate(parseCertificate(CFDictionaryGetValue(record, kSecValueData)), keychain);
+}
 
 }  // namespace emu::sec
 
@@ -188,8 +192,12 @@ OSStatus SecKeychainItemFreeContent(SecKeychainAttributeList *attrList, void *da
 }
 
 OSStatus SecKeychainItemDelete(SecKeychainItemRef itemRef) {
-  auto *item = emu::instance<__SecKeychainItem>(itemRef, SecKeychainItemGetTypeID());
-  if (item == nullptr) return errSecInvalidItemRef;
-  KeychainStore store(emu::sec::keychainPath(item->keychain.get()));
-  return store.remove(item->record.get());
+  if (auto *item = emu::instance<__SecKeychainItem>(itemRef, SecKeychainItemGetTypeID())) {
+    return KeychainStore(emu::sec::keychainPath(item->keychain.get())).remove(item->record.get());
+  }
+  // A certificate is an item only when it came from a keychain.
+  const __SecCertificate *certificate = emu::sec::certificateOf(itemRef);
+  if (certificate == nullptr || !certificate->keychain) return errSecInvalidItemRef;
+  Owned<CFDictionaryRef> record(emu::sec::createCertificateRecord(*certificate->x509));
+  return KeychainStore(emu::sec::keychainPath(certificate->keychain.get())).remove(record.get());
 }

@@ -115,7 +115,7 @@ const char* xpc_array_get_string(xpc_object_t xarray, size_t index) {
   return string ? string->bytes().c_str() : nullptr;
 }
 
-bool xpc_array_apply(xpc_object_t xarray, xpc_array_applier_t applier) {
+bool xpc_array_apply(xpc_object_t xarray, XPC_NOESCAPE xpc_array_applier_t applier) {
   Array* array = objectAs<Array>(xarray, XPC_TYPE_ARRAY);
   if (!array) return true;
   for (size_t i = 0; i < array->items().size(); ++i) {

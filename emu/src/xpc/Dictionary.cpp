@@ -146,7 +146,7 @@ size_t xpc_dictionary_get_count(xpc_object_t xdict) {
   return dict ? dict->entries().size() : 0;
 }
 
-bool xpc_dictionary_apply(xpc_object_t xdict, xpc_dictionary_applier_t applier) {
+bool xpc_dictionary_apply(xpc_object_t xdict, XPC_NOESCAPE xpc_dictionary_applier_t applier) {
   Dictionary* dict = readable(xdict);
   if (!dict) return true;
   for (const auto& [key, value] : dict->entries()) {

@@ -41,7 +41,7 @@ long long integer(CFTypeRef number) {
 }
 
 TEST_F(CFPropertyListTest, XmlPreferencesEditedAndSavedAsBinaryReadBackEqual) {
-  CFPropertyListFormat format = 0;
+  CFPropertyListFormat format = CFPropertyListFormat(0);
   auto plist = parse(fixture("network-preferences.plist").get(), kCFPropertyListMutableContainersAndLeaves, &format);
   ASSERT_TRUE(plist);
   EXPECT_EQ(format, kCFPropertyListXMLFormat_v1_0);
@@ -80,7 +80,7 @@ TEST_F(CFPropertyListTest, XmlPreferencesEditedAndSavedAsBinaryReadBackEqual) {
 }
 
 TEST_F(CFPropertyListTest, BinaryFixtureYieldsEveryValueType) {
-  CFPropertyListFormat format = 0;
+  CFPropertyListFormat format = CFPropertyListFormat(0);
   auto plist = parse(fixture("loginwindow.plist").get(), kCFPropertyListMutableContainersAndLeaves, &format);
   ASSERT_TRUE(plist);
   EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);

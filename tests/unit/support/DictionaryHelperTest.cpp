@@ -1,6 +1,10 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <map>
 
 #include "CFTestSupport.h"
 #include "DictionaryHelper.h"
@@ -114,6 +118,32 @@ TEST_F(DictionaryHelperTest, WritesNeedAMutableDictionaryAndConvertibleText) {
   EXPECT_TRUE(log.saw(4, "Unable to set a CFType value.  The value to write is NULL!"));
   EXPECT_EQ(CFDictionaryGetCount(underlying.get()), 1);
 
+  // Each setter names itself when its key does not convert; nothing is stored.
+  const char ascii[] = "Caf\xC3\xA9";
+  const char notUtf8[] = "\xFF";
+  const std::pair<std::function<bool()>, const char*> refusals[] = {
+      {[&] { return helper.setValue(ascii, true); },
+       "Unable to convert a string to a CFStringRef in setValue(bool)!"},
+      {[&] { return helper.setValue(ascii, 1); },
+       "Unable to convert a string to a CFStringRef in setValue(int)!"},
+      {[&] { return helper.setValue(ascii, static_cast<CFDictionaryRef>(underlying.get())); },
+       "Failed to convert a standard string to a CFStringRef while trying to add a dictionary to the "
+       "current dictionary."},
+      {[&] { return helper.setValue(notUtf8, static_cast<const void*>(CFSTR("x"))); },
+       "Unable to convert a string to a CFStringRef while trying to update a dictionary!"},
+      {[&] { return helper.deleteKey(notUtf8); },
+       "Unable to convert a standard string to a CFString while attempting to delete a key!"},
+  };
+  for (const auto& [call, text] : refusals) {
+    EXPECT_FALSE(call()) << text;
+    EXPECT_TRUE(log.saw(4, text)) << text;
+  }
+  EXPECT_EQ(CFDictionaryGetCount(underlying.get()), 1);
+  std::string text;
+  EXPECT_EQ(helper.getValue(notUtf8, text), -1);
+  EXPECT_TRUE(log.saw(4, "Unable to convert a standard string to a CFString while reading a string "
+                         "from the settings dictionary!"));
+
   // Existing values are replaced.
   EXPECT_TRUE(helper.setValue("Port", 80));
   EXPECT_TRUE(helper.setValue("Port", 443));
@@ -131,6 +161,15 @@ TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
   CFMutableDictionaryRef active = const_cast<CFMutableDictionaryRef>(helper.getDictionary());
   EXPECT_TRUE(helper.setActiveDictionary(active));
   EXPECT_TRUE(helper.setValue("A", 1));
+
+  // No dictionary is not a way to clear one: the active one stays, writable.
+  EXPECT_FALSE(helper.setActiveDictionary(static_cast<CFMutableDictionaryRef>(nullptr)));
+  EXPECT_TRUE(log.saw(4, "Unable to set a NULL dictionary as the new dictionary!  If you want to clear "
+                         "the active dictionary, please use clearActiveDictionary()."));
+  EXPECT_FALSE(helper.setActiveDictionary(static_cast<CFDictionaryRef>(nullptr)));
+  EXPECT_TRUE(log.saw(4, "The non-mutable dictionary provided was NULL while trying to set the active "
+                         "dictionary!"));
+  EXPECT_EQ(helper.getDictionary(), active);
   EXPECT_TRUE(helper.setValue("B", 2));
 
   std::vector<std::string> keys{"existing"};
@@ -147,6 +186,11 @@ TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
   EXPECT_FALSE(helper.haveActiveDictionary());
   EXPECT_TRUE(helper.clearActiveDictionary());
   EXPECT_TRUE(log.saw(5, "Attempted to clear the active dictionary when no dictionary was active!"));
+  // Clearing keeps the dictionary's mutability, so the setter reaches the missing dictionary;
+  // deleteKey has its own spelling of that text.
+  EXPECT_FALSE(helper.setValue("B", 3));
+  EXPECT_TRUE(log.saw(4, "No dictionary exists for writing data to! Please call one of the "
+                         "functions to load or create a dictionary first!"));
   EXPECT_FALSE(helper.deleteKey("B"));
   EXPECT_TRUE(log.saw(4, "No dictionary exists for writing data to!  Please call one of the "
                          "functions to load or create a dictionary first!"));
@@ -162,6 +206,7 @@ TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListTypeIndented) {
   auto uuid = adopt(CFUUIDCreate(nullptr));
   auto data = cfdata(std::string("\xDE\xAD\x00\x0F", 4));
   auto real = cfnumber(2.5);
+  auto date = adopt(CFDateCreate(nullptr, 0));
 
   const std::pair<CFTypeRef, std::string> cases[] = {
       {CFSTR("Office"), "Office\n"},
@@ -172,13 +217,48 @@ TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListTypeIndented) {
       {real.get(), "2.5\n"},
       {empty.get(), "Array {\n\t}\n"},
       {uuid.get(), "Unexpected value type of 'CFUUID'\n"},
+      // The reference date, short date and time in the locale (en_US) and zone (UTC).
+      {date.get(), "1/1/01, 12:00\u202FAM\n"},
   };
+  // This test's process alone reads the zone.
+  setenv("TZ", "UTC0", 1);
+  tzset();
   for (const auto& [value, rendered] : cases) {
     DictionaryHelper single(nullptr);
     ASSERT_TRUE(single.createNewDictionary());
     ASSERT_TRUE(single.setValue(CFSTR("K"), value));
     EXPECT_EQ(single.toString(), "Dictionary {\n\tK = " + rendered + "}");
   }
+}
+
+TEST_F(DictionaryHelperTest, TextDumpFollowsTheDictionarysOwnOrder) {
+  auto http = cfnumber(80LL), https = cfnumber(443LL);
+  const void* portNumbers[] = {http.get(), https.get()};
+  auto ports = adopt(CFArrayCreate(nullptr, portNumbers, 2, &kCFTypeArrayCallBacks));
+  ASSERT_TRUE(helper.createNewDictionary());
+  ASSERT_TRUE(helper.setValue("Name", std::string("Office")));
+  ASSERT_TRUE(helper.setValue(CFSTR("Ports"), ports.get()));
+
+  std::map<std::string, std::string> entries{
+      {"Name", "\tName = Office\n"}, {"Ports", "\tPorts = Array {\n\t\t0 : 80\n\t\t1 : 443\n\t}\n"}};
+  std::string expected = "Dictionary {\n";
+  for (const std::string& key : keysOf(helper.getDictionary())) expected += entries.at(key);
+  EXPECT_EQ(helper.toString(), expected + "}");
+}
+
+// What no property list holds, a dictionary built by hand can: such entries
+// are named rather than dropped, and a null value leaves its line open.
+TEST_F(DictionaryHelperTest, TextDumpNamesEntriesNoPropertyListHolds) {
+  auto numbered = cfdictionary();
+  CFDictionarySetValue(numbered.get(), cfnumber(7LL).get(), CFSTR("seven"));
+  ASSERT_TRUE(helper.setActiveDictionary(numbered.get()));
+  EXPECT_EQ(helper.toString(), "Dictionary {\n\tKey wasn't a CFString!\n}");
+
+  DictionaryHelper raw(nullptr);
+  auto holes = adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, nullptr));
+  CFDictionarySetValue(holes.get(), CFSTR("K"), nullptr);
+  ASSERT_TRUE(raw.setActiveDictionary(holes.get()));
+  EXPECT_EQ(raw.toString(), "Dictionary {\n\tK = \tNULL}");
 }
 
 }  // namespace

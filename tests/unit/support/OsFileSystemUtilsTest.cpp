@@ -70,6 +70,9 @@ TEST_F(OsFileSystemUtilsTest, DirectoriesAreCreatedLevelByLevel) {
   EXPECT_FALSE(files.createDirectory("/tmp/a/b"));
   EXPECT_FALSE(files.directoryExists("/tmp/a/b", false));
   EXPECT_TRUE(log.saw(5, "The path '/tmp/a/b' was *NOT* found."));
+  // Blanks name no level at all, so there is nothing to find or create.
+  EXPECT_FALSE(files.directoryExists("  \t", true));
+  EXPECT_TRUE(log.saw(5, "Desired path was NOT found."));
 
   EXPECT_TRUE(files.directoryExists("/tmp/a/b/", true));
   umask(previous);
