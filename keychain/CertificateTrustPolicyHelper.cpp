@@ -229,7 +229,8 @@ bool CertificateTrustPolicyHelper::setTrustSetting(std::string friendlyName,
     return false;
   }
   if (!changeTrustResultSetting(entry.get(), result, friendlyName, reportErrors)) return false;
-  CFArraySetValueAtIndex(settings, index, entry.get());
+  CFArrayRemoveValueAtIndex(settings, index);
+  CFArrayInsertValueAtIndex(settings, index, entry.get());
   return true;
 }
 

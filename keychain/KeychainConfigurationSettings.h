@@ -18,10 +18,8 @@ class KeychainConfigurationSettings : public CommandHandlerBase {
 
   xpc_object_t handleCommand(std::string command, xpc_object_t message) override;
 
-  // One row of the command table: the word, its handler and its null-message text.
-  struct Command;
-
- private:
+  // One handler per command word. Each reads its arguments and answers with
+  // its reply; a null message is logged and gets none.
   xpc_object_t create8021XPasswordEntry(xpc_object_t message);
   xpc_object_t delete8021XPasswordEntry(xpc_object_t message);
   xpc_object_t installCaCertificateToSystemStore(xpc_object_t message);
@@ -29,6 +27,11 @@ class KeychainConfigurationSettings : public CommandHandlerBase {
   xpc_object_t certificateExistsByLabel(xpc_object_t message);
   xpc_object_t installCaCertificateToSystemStoreWithSecurityCmd(xpc_object_t message);
 
+  using Handler = xpc_object_t (KeychainConfigurationSettings::*)(xpc_object_t);
+
+ private:
+  // Whether the message is missing, after logging `text` if it is.
+  bool noMessage(xpc_object_t message, const char* text);
   void log(unsigned char level, const std::string& text);
 
   xpc::KeychainHelper keychain;
