@@ -6,7 +6,7 @@
 
 CF_EXTERN_C_BEGIN
 
-enum {kSecUnlockStateStatus = 1, kSecReadPermStatus = 2, kSecWritePermStatus = 4};
+enum { kSecUnlockStateStatus = 1, kSecReadPermStatus = 2, kSecWritePermStatus = 4 };
 
 CF_EXPORT CFTypeID SecKeychainGetTypeID(void);
 

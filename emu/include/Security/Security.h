@@ -3,6 +3,7 @@
 #define _SECURITY_SECURITY_H_ 1
 
 #include <Security/Authorization.h>
+#include <Security/SecAccess.h>
 #include <Security/SecBase.h>
 #include <Security/SecCertificate.h>
 #include <Security/SecCertificateOIDs.h>
@@ -10,6 +11,7 @@
 #include <Security/SecKeychain.h>
 #include <Security/SecKeychainItem.h>
 #include <Security/SecPolicy.h>
+#include <Security/SecTrustedApplication.h>
 #include <Security/SecTrustSettings.h>
 
 #endif /* !_SECURITY_SECURITY_H_ */

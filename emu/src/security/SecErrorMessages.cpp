@@ -1,6 +1,10 @@
 #include <Security/Authorization.h>
 #include <Security/SecBase.h>
 
+#include <cstring>
+
+#include "SecInternal.h"
+
 namespace {
 
 struct StatusMessage {
@@ -74,6 +78,10 @@ const StatusMessage kMessages[] = {
 }  // namespace
 
 CFStringRef SecCopyErrorMessageString(OSStatus status, void *) {
+  using emu::sec::kErrnoBase;
+  if (status > kErrnoBase && status < kErrnoBase + 256) {
+    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("UNIX[%s]"), std::strerror(status - kErrnoBase));
+  }
   for (const StatusMessage &entry : kMessages) {
     if (entry.status == status) {
       return CFStringCreateWithCString(kCFAllocatorDefault, entry.message, kCFStringEncodingUTF8);

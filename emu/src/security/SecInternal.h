@@ -36,6 +36,8 @@ struct __SecCertificate {
 namespace emu::sec {
 
 constexpr char kSystemKeychainPath[] = "/Library/Keychains/System.keychain";
+// Statuses of failed system calls: the errno above this base.
+constexpr OSStatus kErrnoBase = 100000;
 
 // Ends the process for a call the emulation does not cover, so that it is
 // noticed rather than answered with something made up.
@@ -74,5 +76,16 @@ CFStringRef policyName(SecPolicyRef policy);
 CFDataRef copyPolicyOIDData(SecPolicyRef policy);
 // The policy such stored octets identify; null if none is emulated.
 SecPolicyRef policyCreateWithOIDData(CFDataRef data);
+
+// Applications and accesses (SecTrustedApplication.cpp, SecAccess.cpp).
+// The path of a trusted application; null for anything else.
+const std::string *trustedApplicationPath(CFTypeRef application);
+std::string callingProgram();
+// Where an item record keeps its access: the descriptor and the paths of the
+// trusted applications, not an attribute of the item.
+inline CFStringRef accessKey() { return CFSTR("Access"); }
+// The access an item records; access NULL stands for the default, the
+// calling program under the item's label (Create rule).
+CFDictionaryRef createAccessRecord(SecAccessRef access, CFStringRef label);
 
 }  // namespace emu::sec

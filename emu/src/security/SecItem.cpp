@@ -108,7 +108,9 @@ CFTypeRef createResult(const Query &query, SecKeychainRef keychain, CFDictionary
   Owned<CFMutableDictionaryRef> result(emu::createMutableDictionary());
   if (query.returnAttributes) {
     for (const auto &[key, value] : emu::entries(record)) {
-      if (!CFEqual(key, kSecValueData)) CFDictionarySetValue(result.get(), key, value);
+      if (!CFEqual(key, kSecValueData) && !CFEqual(key, emu::sec::accessKey())) {
+        CFDictionarySetValue(result.get(), key, value);
+      }
     }
   }
   if (query.returnData) CFDictionarySetValue(result.get(), kSecValueData, data);

@@ -140,13 +140,16 @@ OSStatus SecKeychainItemCreateFromContent(SecItemClass itemClass, SecKeychainAtt
   if (itemClass != kSecGenericPasswordItemClass) {
     emu::sec::unimplemented("SecKeychainItemCreateFromContent", "an item class other than generic password");
   }
-  if (initialAccess != nullptr) {
-    emu::sec::unimplemented("SecKeychainItemCreateFromContent", "an initial access");
+  if ((keychainRef != nullptr && CFGetTypeID(keychainRef) != SecKeychainGetTypeID()) ||
+      (initialAccess != nullptr && CFGetTypeID(initialAccess) != SecAccessGetTypeID())) {
+    return errSecParam;
   }
-  if (keychainRef != nullptr && CFGetTypeID(keychainRef) != SecKeychainGetTypeID()) return errSecParam;
   CFMutableDictionaryRef created = nullptr;
   if (OSStatus status = createPasswordRecord(attrList, length, data, &created)) return status;
   Owned<CFMutableDictionaryRef> record(created);
+  Owned<CFDictionaryRef> access(emu::sec::createAccessRecord(
+      initialAccess, static_cast<CFStringRef>(CFDictionaryGetValue(record.get(), kSecAttrLabel))));
+  CFDictionarySetValue(record.get(), emu::sec::accessKey(), access.get());
   Owned<SecKeychainRef> keychain(emu::sec::copyKeychainOrDefault(keychainRef));
   KeychainStore store(emu::sec::keychainPath(keychain.get()));
   if (OSStatus status = store.add(record.get())) return status;

@@ -214,6 +214,60 @@ TEST_F(Keychain, UserInteractionIsOneSettingForTheProcess) {
   EXPECT_EQ(SecKeychainSetUserInteractionAllowed(true), errSecSuccess);
 }
 
+TEST_F(Keychain, AnItemRecordsTheApplicationsItsAccessTrusts) {
+  xpc::CFRef<SecTrustedApplicationRef> self, eapol, missing;
+  ASSERT_EQ(SecTrustedApplicationCreateFromPath(nullptr, self.initializeInto()), errSecSuccess);
+  xpc::CFRef<CFDataRef> data;
+  ASSERT_EQ(SecTrustedApplicationCopyData(self.get(), data.initializeInto()), errSecSuccess);
+  char program[4096] = {};
+  ASSERT_GT(readlink("/proc/self/exe", program, sizeof(program) - 1), 0);
+  EXPECT_EQ(dataText(data.get()), std::string(program) + '\0');
+  const char* eapolclient = "/System/Library/SystemConfiguration/EAPOLController.bundle/Contents/Resources/eapolclient";
+  ASSERT_EQ(SecTrustedApplicationCreateFromPath(eapolclient, eapol.initializeInto()), errSecSuccess);
+  for (const char* path : {"/usr/libexec/mdmclient", "/System/Library/CoreServices/SystemUIServer.app"}) {
+    xpc::CFRef<SecTrustedApplicationRef> app;
+    EXPECT_EQ(SecTrustedApplicationCreateFromPath(path, app.initializeInto()), errSecSuccess) << path;
+  }
+  OSStatus status = SecTrustedApplicationCreateFromPath("/Applications/Missing.app", missing.initializeInto());
+  EXPECT_EQ(message(status), "UNIX[No such file or directory]");
+
+  const void* values[] = {self.get(), eapol.get()};
+  auto trusted = adopt(CFArrayCreate(nullptr, values, 2, &kCFTypeArrayCallBacks));
+  xpc::CFRef<SecAccessRef> access;
+  ASSERT_EQ(SecAccessCreate(CFSTR("Corp Wi-Fi"), trusted.get(), access.initializeInto()), errSecSuccess);
+  EXPECT_EQ(CFGetTypeID(access.get()), SecAccessGetTypeID());
+  const void* notApplications[] = {CFSTR("/usr/libexec/mdmclient")};
+  auto wrong = adopt(CFArrayCreate(nullptr, notApplications, 1, &kCFTypeArrayCallBacks));
+  xpc::CFRef<SecAccessRef> refused;
+  EXPECT_EQ(SecAccessCreate(CFSTR("x"), wrong.get(), refused.initializeInto()), errSecParam);
+
+  std::string account = "alex", service = "corp-wifi";
+  SecKeychainAttribute attributes[] = {{kSecAccountItemAttr, 4, account.data()},
+                                       {kSecServiceItemAttr, 9, service.data()}};
+  SecKeychainAttributeList list = {2, attributes};
+  auto system = openKeychain();
+  ASSERT_EQ(SecKeychainItemCreateFromContent(kSecGenericPasswordItemClass, &list, 2, "pw", system.get(), access.get(),
+                                             nullptr),
+            errSecSuccess);
+  ASSERT_EQ(addPassword(system.get(), "sam", "lab-wifi", "Lab Wi-Fi", "802.1X Password", "pw"), errSecSuccess);
+  auto items = storedItems();
+  EXPECT_EQ(utf8(valueAt(items[0].get(), {"Access", "Descriptor"})), "Corp Wi-Fi");
+  auto applications = static_cast<CFArrayRef>(valueAt(items[0].get(), {"Access", "TrustedApplications"}));
+  ASSERT_EQ(CFArrayGetCount(applications), 2);
+  EXPECT_EQ(utf8(CFArrayGetValueAtIndex(applications, 1)), eapolclient);
+  // By default the creating program alone, under the item's label.
+  EXPECT_EQ(utf8(valueAt(items[1].get(), {"Access", "Descriptor"})), "Lab Wi-Fi");
+  applications = static_cast<CFArrayRef>(valueAt(items[1].get(), {"Access", "TrustedApplications"}));
+  ASSERT_EQ(CFArrayGetCount(applications), 1);
+  EXPECT_EQ(utf8(CFArrayGetValueAtIndex(applications, 0)), program);
+
+  CFTypeRef result = nullptr;
+  auto query = cfdictionary({{"class", kSecClassGenericPassword}});
+  CFDictionarySetValue(query.get(), kSecReturnAttributes, kCFBooleanTrue);
+  ASSERT_EQ(SecItemCopyMatching(query.get(), &result), errSecSuccess);
+  EXPECT_EQ(valueAt(adopt(result).get(), "Access"), nullptr) << "the access is no attribute";
+}
+
 TEST_F(Keychain, StatusTextsAreTheFrameworks) {
   EXPECT_EQ(message(errSecDuplicateItem), "The specified item already exists in the keychain.");
   EXPECT_EQ(message(errSecItemNotFound), "The specified item could not be found in the keychain.");
