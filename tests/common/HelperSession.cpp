@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 
 HelperSession::HelperSession() { start(); }
 
@@ -37,10 +35,6 @@ bool HelperSession::fails(const std::string& command, const std::vector<Arg>& ar
 std::string HelperSession::error(const std::string& command, const std::vector<Arg>& args) {
   xpc::XpcRef reply = send(command, args);
   return replyString(reply.get(), "Response") == "error" ? replyString(reply.get(), "Error") : "";
-}
-
-bool contains(const std::vector<LogLine>& lines, const LogLine& line) {
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
 long long Plist::intAt(std::initializer_list<std::string> keys) const {

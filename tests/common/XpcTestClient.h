@@ -17,6 +17,7 @@ struct LogLine {
   bool operator==(const LogLine& other) const { return level == other.level && text == other.text; }
 };
 void PrintTo(const LogLine& line, std::ostream* out);
+bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 
 // A client of a Mach service for tests: sends requests, waits for replies and
 // collects the log lines the service streams in between, and every event. Log lines and replies
@@ -68,6 +69,11 @@ class XpcTestClient {
   bool finished_ = false;  // the connection's last event has been delivered
 };
 
+// Bytes sent as an XPC data value.
+struct Bytes {
+  std::string bytes;
+};
+
 // One request argument, typed as the helper reads it.
 struct Arg {
   Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
@@ -75,6 +81,7 @@ struct Arg {
   Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
   Arg(const char* key, long long value) : key(key), type(XPC_TYPE_INT64), number(value) {}
   Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
+  Arg(const char* key, Bytes value) : key(key), type(XPC_TYPE_DATA), text(std::move(value.bytes)) {}
   std::string key;
   xpc_type_t type;
   std::string text;
