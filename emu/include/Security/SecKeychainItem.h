@@ -3,7 +3,6 @@
 #if !defined(_SECURITY_SECKEYCHAINITEM_H_)
 #define _SECURITY_SECKEYCHAINITEM_H_ 1
 
-
 #include <Security/SecBase.h>
 
 CF_EXTERN_C_BEGIN
@@ -60,6 +59,8 @@ CF_EXPORT OSStatus SecKeychainItemCreateFromContent(SecItemClass itemClass, SecK
                                                     SecAccessRef initialAccess, SecKeychainItemRef *itemRef);
 /* Frees what SecKeychainFindGenericPassword returned as password data. */
 CF_EXPORT OSStatus SecKeychainItemFreeContent(SecKeychainAttributeList *attrList, void *data);
+/* The keychain an item (or a certificate found in one) is in. */
+CF_EXPORT OSStatus SecKeychainItemCopyKeychain(SecKeychainItemRef itemRef, SecKeychainRef *keychainRef);
 /* errSecInvalidItemRef for an item that is in no keychain, or no longer. */
 CF_EXPORT OSStatus SecKeychainItemDelete(SecKeychainItemRef itemRef);
 

@@ -194,6 +194,19 @@ OSStatus SecKeychainItemFreeContent(SecKeychainAttributeList *attrList, void *da
   return errSecSuccess;
 }
 
+OSStatus SecKeychainItemCopyKeychain(SecKeychainItemRef itemRef, SecKeychainRef *keychainRef) {
+  if (keychainRef == nullptr) return errSecParam;
+  SecKeychainRef keychain = nullptr;
+  if (auto *item = emu::instance<__SecKeychainItem>(itemRef, SecKeychainItemGetTypeID())) {
+    keychain = item->keychain.get();
+  } else if (const __SecCertificate *certificate = emu::sec::certificateOf(itemRef)) {
+    keychain = certificate->keychain.get();
+  }
+  if (keychain == nullptr) return errSecInvalidItemRef;
+  *keychainRef = static_cast<SecKeychainRef>(const_cast<void *>(CFRetain(keychain)));
+  return errSecSuccess;
+}
+
 OSStatus SecKeychainItemDelete(SecKeychainItemRef itemRef) {
   if (auto *item = emu::instance<__SecKeychainItem>(itemRef, SecKeychainItemGetTypeID())) {
     return KeychainStore(emu::sec::keychainPath(item->keychain.get())).remove(item->record.get());
