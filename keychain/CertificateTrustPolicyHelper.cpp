@@ -291,13 +291,16 @@ bool CertificateTrustPolicyHelper::validateAndFixTrustSettingName(CFMutableDicti
   DictionaryHelper settings(logger);
   if (expected.empty() || !settings.setActiveDictionary(entry)) return false;
   std::string current;
-  settings.getValue(kPolicyNameKey, current);
-  if (current == expected) return true;
-  if (!settings.deleteKey(kPolicyNameKey)) {
-    report(reportErrors, "Unable to delete the incorrect trust settings policy name key!");
-    return false;
+  int found = settings.getValue(kPolicyNameKey, current);
+  if (found == 0 && current == expected) return true;
+  // A new entry has no name yet; any other name is wrong, whatever its type.
+  if (found != 1) {
+    if (!settings.deleteKey(kPolicyNameKey)) {
+      report(reportErrors, "Unable to delete the incorrect trust settings policy name key!");
+      return false;
+    }
+    log(5, "The incorrect trust setting policy name was deleted.");
   }
-  log(5, "The incorrect trust setting policy name was deleted.");
   if (!settings.setValue(kPolicyNameKey, expected.c_str())) {
     report(reportErrors, "Unable to set the " + friendlyName + " trust setting policy name!");
     return false;
