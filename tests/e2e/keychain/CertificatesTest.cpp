@@ -71,6 +71,27 @@ TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
   EXPECT_EQ(adminTrust(isrg), trusted(kSecTrustSettingsResultTrustRoot));
 }
 
+TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
+  ASSERT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{isrg.der}}}));
+  relabelCertificates("Let's Encrypt");
+  EXPECT_TRUE(exists("Let's Encrypt", isrg.thumbprint));
+  EXPECT_TRUE(helper.logged(5, "All requirements matched! (2)"));
+  EXPECT_TRUE(exists(kIsrgName, isrg.thumbprint));
+  std::vector<LogLine> lines = helper.lines();
+  EXPECT_TRUE(contains(lines, {5, "Found our target cert via raw CN value."}));
+  EXPECT_TRUE(contains(lines, {5, "All requirements matched! (3)"}));
+  EXPECT_FALSE(exists("ISRG", isrg.thumbprint));
+
+  // Without a common name, a certificate goes by its subject summary.
+  Certificate goDaddy("Go_Daddy_Class_2_CA.crt");
+  const char summary[] = "Go Daddy Class 2 Certification Authority";
+  EXPECT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{goDaddy.der}}}));
+  EXPECT_TRUE(helper.logged(
+      5, "Unable to determine the common name using the first method.  Will attempt a different method."));
+  EXPECT_TRUE(exists(summary, goDaddy.thumbprint));
+  EXPECT_EQ(adminTrust(goDaddy), trusted(kSecTrustSettingsResultTrustRoot));
+}
+
 TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
   ASSERT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{amazon.der}}}));
   // As another tool might leave them: the X.509 entry denied, the SSL entry
@@ -187,7 +208,8 @@ TEST_F(CertificatesTest, TheSecurityToolInstallsPemText) {
   EXPECT_EQ(fileBytes("/tmp/tempcert.cer"), "");
   EXPECT_EQ(fileBytes("/tmp/output.txt"), "");
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);
-  EXPECT_EQ(adminTrust(isrg), trusted(kSecTrustSettingsResultTrustRoot));
+  // The tool leaves out a result that is the default, trust root.
+  EXPECT_EQ(adminTrust(isrg), trusted(-1));
   EXPECT_TRUE(exists(kIsrgName, isrg.thumbprint)) << "found through the framework too";
 
   // Only the key as clients spell it makes an intermediate.

@@ -8,6 +8,12 @@
 
 namespace {
 
+void writePropertyList(const char* path, CFPropertyListRef root) {
+  auto data = adopt(CFPropertyListCreateData(nullptr, root, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  writeFile(path, std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
+                              static_cast<size_t>(CFDataGetLength(data.get()))));
+}
+
 xpc::CFRef<SecKeychainRef> systemKeychain() {
   xpc::CFRef<SecKeychainRef> keychain;
   EXPECT_EQ(SecKeychainOpen(kSystemKeychain, keychain.initializeInto()), errSecSuccess);
@@ -66,6 +72,19 @@ std::string storedPassword(const std::string& service, const std::string& accoun
   return password;
 }
 
+// The file is the emulation's own property list: {"Items": [attributes...]}.
+void relabelCertificates(const std::string& label) {
+  auto root = adopt(CFPropertyListCreateWithData(nullptr, cfdata(fileBytes(kSystemKeychain)).get(),
+                                                 kCFPropertyListMutableContainersAndLeaves, nullptr, nullptr));
+  auto items = static_cast<CFArrayRef>(valueAt(root.get(), "Items"));
+  ASSERT_NE(items, nullptr);
+  for (CFIndex i = 0; i < CFArrayGetCount(items); ++i) {
+    auto item = static_cast<CFMutableDictionaryRef>(const_cast<void*>(CFArrayGetValueAtIndex(items, i)));
+    if (utf8(valueAt(item, "class")) == "cert") CFDictionarySetValue(item, CFSTR("labl"), cfstring(label).get());
+  }
+  writePropertyList(kSystemKeychain, root.get());
+}
+
 void PrintTo(const TrustEntry& entry, std::ostream* out) { *out << entry.policyName << " " << entry.result; }
 
 std::vector<TrustEntry> adminTrust(const Certificate& certificate) {
@@ -92,7 +111,5 @@ void editAdminTrust(const Certificate& certificate, void (*edit)(CFMutableArrayR
   CFTypeRef settings = valueAt(root.get(), {"trustList", certificate.trustKey(), "trustSettings"});
   ASSERT_NE(settings, nullptr) << "no trust settings to edit";
   edit(static_cast<CFMutableArrayRef>(const_cast<void*>(settings)));
-  auto data = adopt(CFPropertyListCreateData(nullptr, root.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-  writeFile(kAdminTrust, std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
-                                     static_cast<size_t>(CFDataGetLength(data.get()))));
+  writePropertyList(kAdminTrust, root.get());
 }

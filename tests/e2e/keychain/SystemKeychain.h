@@ -16,6 +16,9 @@ constexpr char kAdminTrust[] = "/Library/Security/Trust Settings/Admin.plist";
 
 // The attribute dictionaries of the System keychain's items of one class.
 std::vector<xpc::CFRef<CFDictionaryRef>> keychainItems(CFStringRef itemClass);
+// Gives the System keychain's certificates a new label, as a person could in
+// Keychain Access.
+void relabelCertificates(const std::string& label);
 // How many certificates in the System keychain have these DER bytes.
 int copiesInKeychain(const std::string& der);
 // The password stored for a service and account, or "" when there is none.
