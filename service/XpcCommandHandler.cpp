@@ -5,17 +5,18 @@
 #include "InterfaceConfigurationSettings.h"
 #include "KeychainConfigurationSettings.h"
 #include "Logger.h"
+#include "MiscConfigurationSettings.h"
 #include "ReplyBuilder.h"
 #include "SystemConfigurationSettings.h"
 
 namespace {
 
-// In the order commands are offered. The housekeeping family goes between the
-// interface and keychain families.
+// In the order commands are offered.
 XpcCommandHandler::Families helperFamilies(Logger* logger) {
   XpcCommandHandler::Families families;
   families.push_back(std::make_unique<SystemConfigurationSettings>(logger));
   families.push_back(std::make_unique<InterfaceConfigurationSettings>(logger));
+  families.push_back(std::make_unique<MiscConfigurationSettings>(logger));
   families.push_back(std::make_unique<KeychainConfigurationSettings>(logger));
   return families;
 }

@@ -17,7 +17,6 @@
 #include "XpcTestClient.h"
 
 
-
 class HelperSession {
  public:
   HelperSession();

@@ -122,6 +122,8 @@ xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args
       xpc_dictionary_set_string(request.get(), arg.key.c_str(), arg.text.c_str());
     } else if (arg.type == XPC_TYPE_INT64) {
       xpc_dictionary_set_int64(request.get(), arg.key.c_str(), arg.number);
+    } else if (arg.type == XPC_TYPE_UINT64) {
+      xpc_dictionary_set_uint64(request.get(), arg.key.c_str(), static_cast<uint64_t>(arg.number));
     } else if (arg.type == XPC_TYPE_DATA) {
       xpc_dictionary_set_data(request.get(), arg.key.c_str(), arg.text.data(), arg.text.size());
     } else {

@@ -69,11 +69,6 @@ class XpcTestClient {
   bool finished_ = false;  // the connection's last event has been delivered
 };
 
-// Bytes sent as an XPC data value.
-struct Bytes {
-  std::string bytes;
-};
-
 // One request argument, typed as the helper reads it.
 struct Arg {
   Arg(const char* key, const char* value) : key(key), type(XPC_TYPE_STRING), text(value) {}
@@ -81,7 +76,14 @@ struct Arg {
   Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
   Arg(const char* key, long long value) : key(key), type(XPC_TYPE_INT64), number(value) {}
   Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
-  Arg(const char* key, Bytes value) : key(key), type(XPC_TYPE_DATA), text(std::move(value.bytes)) {}
+  Arg(const char* key, unsigned long long value)
+      : key(key), type(XPC_TYPE_UINT64), number(static_cast<int64_t>(value)) {}
+  // Bytes as an XPC data value.
+  static Arg data(const char* key, std::string bytes) {
+    Arg arg(key, std::move(bytes));
+    arg.type = XPC_TYPE_DATA;
+    return arg;
+  }
   std::string key;
   xpc_type_t type;
   std::string text;

@@ -33,7 +33,7 @@ class CertificatesTest : public ::testing::Test {
 };
 
 TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
-  EXPECT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{isrg.der}}}));
+  EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Trust model setting is : 0"}));
   EXPECT_TRUE(contains(lines, {5, "Calculated thumbprint : " + isrg.thumbprint}));
@@ -61,7 +61,7 @@ TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
 
   // Installed again as "trust as root": not added twice, its settings
   // rewritten. The system refuses that result for a root, which is only noted.
-  EXPECT_TRUE(helper.succeeds("InstallSystemCACert", {{"CertificateData", Bytes{isrg.der}}, {"TrustModel", 1}}));
+  EXPECT_TRUE(helper.succeeds("InstallSystemCACert", {Arg::data("CertificateData", isrg.der), {"TrustModel", 1}}));
   lines = helper.lines();
   EXPECT_TRUE(contains(
       lines, {5, "The target certificate already exists in the system store.  Just updating the policy for it!"}));
@@ -72,7 +72,7 @@ TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
 }
 
 TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
-  ASSERT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{isrg.der}}}));
+  ASSERT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
   relabelCertificates("Let's Encrypt");
   EXPECT_TRUE(exists("Let's Encrypt", isrg.thumbprint));
   EXPECT_TRUE(helper.logged(5, "All requirements matched! (2)"));
@@ -85,7 +85,7 @@ TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
   // Without a common name, a certificate goes by its subject summary.
   Certificate goDaddy("Go_Daddy_Class_2_CA.crt");
   const char summary[] = "Go Daddy Class 2 Certification Authority";
-  EXPECT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{goDaddy.der}}}));
+  EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", goDaddy.der)}));
   EXPECT_TRUE(helper.logged(
       5, "Unable to determine the common name using the first method.  Will attempt a different method."));
   EXPECT_TRUE(exists(summary, goDaddy.thumbprint));
@@ -93,7 +93,7 @@ TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
 }
 
 TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
-  ASSERT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{amazon.der}}}));
+  ASSERT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", amazon.der)}));
   // As another tool might leave them: the X.509 entry denied, the SSL entry
   // misnamed and without a result, the EAP entry gone.
   editAdminTrust(amazon, [](CFMutableArrayRef settings) {
@@ -107,7 +107,7 @@ TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
   });
   ASSERT_EQ(adminTrust(amazon), (std::vector<TrustEntry>{{"basicX509", 3}, {"sslClient", -1}}));
 
-  EXPECT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{amazon.der}}}));
+  EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", amazon.der)}));
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Certificate has existing trust settings.  Will copy the existing settings."}));
   EXPECT_TRUE(contains(lines, {5, "The trust setting result value is : 3"}));
@@ -120,10 +120,10 @@ TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
 }
 
 TEST_F(CertificatesTest, TrustModelsOtherThanZeroAndOneAreRefused) {
-  ASSERT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{isrg.der}}}));
+  ASSERT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
   // Present already: the settings are left alone and the reply says so.
   for (long long model : {2LL, -1LL, 1LL << 32}) {  // the last is not wrapped to 0
-    EXPECT_TRUE(helper.fails("installsystemcacert", {{"CertificateData", Bytes{isrg.der}}, {"TrustModel", model}}))
+    EXPECT_TRUE(helper.fails("installsystemcacert", {Arg::data("CertificateData", isrg.der), {"TrustModel", model}}))
         << model;
     EXPECT_TRUE(helper.logged(4, "Unexpected trust result/model value provided while setting x.509 trust settings!"));
   }
@@ -131,7 +131,7 @@ TEST_F(CertificatesTest, TrustModelsOtherThanZeroAndOneAreRefused) {
 
   // New: the certificate goes in, its trust fails quietly, then once more
   // after a pause, out loud.
-  EXPECT_TRUE(helper.fails("installsystemcacert", {{"CertificateData", Bytes{amazon.der}}, {"TrustModel", 2}}));
+  EXPECT_TRUE(helper.fails("installsystemcacert", {Arg::data("CertificateData", amazon.der), {"TrustModel", 2}}));
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "(Error) Unexpected trust result/model value provided while setting x.509 trust "
                                   "settings!"}));
@@ -150,8 +150,8 @@ TEST_F(CertificatesTest, TrustModelsOtherThanZeroAndOneAreRefused) {
 }
 
 TEST_F(CertificatesTest, DeletionTakesTheCertificateAndItsTrust) {
-  ASSERT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{isrg.der}}}));
-  ASSERT_TRUE(helper.succeeds("installsystemcacert", {{"CertificateData", Bytes{amazon.der}}}));
+  ASSERT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
+  ASSERT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", amazon.der)}));
 
   EXPECT_EQ(helper.error("deletesystemcert", {{"CertLabel", kIsrgName}, {"Thumbprint", lower(isrg.thumbprint)}}),
             "The certificate for label 'ISRG Root X1' could not be found!");
@@ -172,12 +172,12 @@ TEST_F(CertificatesTest, DeletionTakesTheCertificateAndItsTrust) {
 
 TEST_F(CertificatesTest, CertificateArgumentsAreChecked) {
   for (const std::vector<Arg>& args : std::vector<std::vector<Arg>>{
-           {}, {{"CertificateData", Bytes{""}}}, {{"CertificateData", isrg.der}}, {{"TrustModel", 1}}}) {
+           {}, {Arg::data("CertificateData", "")}, {{"CertificateData", isrg.der}}, {{"TrustModel", 1}}}) {
     EXPECT_EQ(helper.error("installsystemcacert", args), "The certificate length or data provided was invalid!");
   }
-  EXPECT_TRUE(helper.fails("installsystemcacert", {{"CertificateData", Bytes{"not a certificate"}}}));
+  EXPECT_TRUE(helper.fails("installsystemcacert", {Arg::data("CertificateData", "not a certificate")}));
   EXPECT_TRUE(helper.logged(4, "Unable to convert our DER encoded data in to a format usable with the keychain!"));
-  EXPECT_TRUE(helper.fails("installsystemcacert", {{"CertificateData", Bytes{isrg.der.substr(0, 300)}}}));
+  EXPECT_TRUE(helper.fails("installsystemcacert", {Arg::data("CertificateData", isrg.der.substr(0, 300))}));
   EXPECT_TRUE(keychainItems(kSecClassCertificate).empty());
 
   struct Case {
@@ -222,7 +222,7 @@ TEST_F(CertificatesTest, TheSecurityToolInstallsPemText) {
 }
 
 TEST_F(CertificatesTest, TheSecurityToolsRefusalIsPassedOn) {
-  for (const std::vector<Arg>& args : std::vector<std::vector<Arg>>{{}, {{"PEMdata", Bytes{isrg.pem}}}}) {
+  for (const std::vector<Arg>& args : std::vector<std::vector<Arg>>{{}, {Arg::data("PEMdata", isrg.pem)}}) {
     EXPECT_EQ(helper.error("installsystemcacertwithsecuritycmd", args),
               "No certificate data was provided while trying to install a CA certificate!");
   }

@@ -31,9 +31,9 @@ const std::vector<std::string> kCommands{
 const std::vector<std::string> kKeys{
     "Uuid", "NewValue", "Port", "Url", "ResetOthers", "ProtocolConstant", "Enabled", "Path",
     "Key", "InterfaceName", "DesiredState", "Enable", "SetFrequency", "Frequency", "Location",
-    "SSID", "NewPriority", "Account", "Service", "Label", "Description", "Password",
-    "CertificateData", "TrustModel", "CertLabel", "CertAlias", "Thumbprint", "PEMdata",
-    "IsIntemediate", "Command"};
+    "SSID", "NewPriority", "APILevel", "Username", "WlanApiVersion", "Account", "Service",
+    "Label", "Description", "Password", "CertificateData", "TrustModel", "CertLabel", "CertAlias",
+    "Thumbprint", "PEMdata", "IsIntemediate", "Command"};
 
 // Reads the input front to back; past its end every read is zero.
 class Input {
