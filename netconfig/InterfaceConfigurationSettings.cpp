@@ -25,6 +25,7 @@ const struct {
   const char* word;
   Self::Handler handler;
 } kCommands[] = {
+    {"setssidpriority", &Self::setProfileToPriorityIndex},
     {"proxysetmanualserver", &Self::setManualProxyServer},
     {"proxydisable", &Self::disableProxyServer},
     {"proxyautobyurl", &Self::setAutoByUrlProxy},

@@ -17,6 +17,9 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
 
   // One handler per command word. Each makes its helper, reads its arguments
   // and answers with its reply; a null message is logged and gets none.
+  // Moving a remembered Wi-Fi network belongs to the profiles subsystem and
+  // is defined there.
+  xpc_object_t setProfileToPriorityIndex(xpc_object_t message);
   xpc_object_t setManualProxyServer(xpc_object_t message);
   xpc_object_t disableProxyServer(xpc_object_t message);
   xpc_object_t setAutoByUrlProxy(xpc_object_t message);

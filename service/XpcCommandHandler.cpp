@@ -4,17 +4,18 @@
 
 #include "InterfaceConfigurationSettings.h"
 #include "Logger.h"
+#include "MiscConfigurationSettings.h"
 #include "ReplyBuilder.h"
 #include "SystemConfigurationSettings.h"
 
 namespace {
 
-// In the order commands are offered. The housekeeping and keychain families
-// follow these two.
+// In the order commands are offered. The keychain family follows these.
 XpcCommandHandler::Families helperFamilies(Logger* logger) {
   XpcCommandHandler::Families families;
   families.push_back(std::make_unique<SystemConfigurationSettings>(logger));
   families.push_back(std::make_unique<InterfaceConfigurationSettings>(logger));
+  families.push_back(std::make_unique<MiscConfigurationSettings>(logger));
   return families;
 }
 

@@ -12,3 +12,6 @@ constexpr char kWiFi[] = "AB93766D-7442-4933-9E58-5494AA69EC06";  // en1
 constexpr char kOfficeEthernet[] = "9C312E92-4BFB-4FC0-9811-0CA93BA51278";  // manual HTTP and HTTPS proxies
 constexpr char kOfficeWiFi[] = "2077CEBC-D428-42C3-8B87-7B895755D47E";
 constexpr char kOfficeBridge[] = "00E24EC6-B3A4-4A44-BCC3-FC647953ED81";
+// The remembered Wi-Fi networks, most preferred first: Corp-Secure, HomeNet,
+// Cafe Guest.
+constexpr char kKnownNetworksPlist[] = "/Library/Preferences/SystemConfiguration/com.apple.airport.preferences.plist";

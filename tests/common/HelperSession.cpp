@@ -39,10 +39,6 @@ std::string HelperSession::error(const std::string& command, const std::vector<A
   return replyString(reply.get(), "Response") == "error" ? replyString(reply.get(), "Error") : "";
 }
 
-bool contains(const std::vector<LogLine>& lines, const LogLine& line) {
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
 long long Plist::intAt(std::initializer_list<std::string> keys) const {
   CFTypeRef value = at(keys);
   long long number = -1;

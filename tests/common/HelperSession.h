@@ -17,8 +17,6 @@
 #include "XpcTestClient.h"
 
 
-bool contains(const std::vector<LogLine>& lines, const LogLine& line);
-
 class HelperSession {
  public:
   HelperSession();

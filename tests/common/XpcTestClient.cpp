@@ -110,6 +110,10 @@ void PrintTo(const LogLine& line, std::ostream* out) {
   *out << "[" << line.level << "] \"" << line.text << "\"";
 }
 
+bool contains(const std::vector<LogLine>& lines, const LogLine& line) {
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
 xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args) {
   xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
   xpc_dictionary_set_string(request.get(), "Command", command.c_str());
@@ -118,6 +122,10 @@ xpc::XpcRef makeRequest(const std::string& command, const std::vector<Arg>& args
       xpc_dictionary_set_string(request.get(), arg.key.c_str(), arg.text.c_str());
     } else if (arg.type == XPC_TYPE_INT64) {
       xpc_dictionary_set_int64(request.get(), arg.key.c_str(), arg.number);
+    } else if (arg.type == XPC_TYPE_UINT64) {
+      xpc_dictionary_set_uint64(request.get(), arg.key.c_str(), static_cast<uint64_t>(arg.number));
+    } else if (arg.type == XPC_TYPE_DATA) {
+      xpc_dictionary_set_data(request.get(), arg.key.c_str(), arg.text.data(), arg.text.size());
     } else {
       xpc_dictionary_set_bool(request.get(), arg.key.c_str(), arg.flag);
     }

@@ -17,6 +17,7 @@ struct LogLine {
   bool operator==(const LogLine& other) const { return level == other.level && text == other.text; }
 };
 void PrintTo(const LogLine& line, std::ostream* out);
+bool contains(const std::vector<LogLine>& lines, const LogLine& line);
 
 // A client of a Mach service for tests: sends requests, waits for replies and
 // collects the log lines the service streams in between, and every event. Log lines and replies
@@ -75,6 +76,14 @@ struct Arg {
   Arg(const char* key, int value) : key(key), type(XPC_TYPE_INT64), number(value) {}
   Arg(const char* key, long long value) : key(key), type(XPC_TYPE_INT64), number(value) {}
   Arg(const char* key, bool value) : key(key), type(XPC_TYPE_BOOL), flag(value) {}
+  Arg(const char* key, unsigned long long value)
+      : key(key), type(XPC_TYPE_UINT64), number(static_cast<int64_t>(value)) {}
+  // Bytes as an XPC data value.
+  static Arg data(const char* key, std::string bytes) {
+    Arg arg(key, std::move(bytes));
+    arg.type = XPC_TYPE_DATA;
+    return arg;
+  }
   std::string key;
   xpc_type_t type;
   std::string text;

@@ -1,6 +1,6 @@
 #pragma once
-// Emulation-only introspection for tests: how many CF and XPC objects are
-// alive in this process. Product code never includes this header.
+// Emulation-only introspection for tests: how many CF, XPC and CoreWLAN
+// objects are alive in this process. Product code never includes this header.
 
 #ifdef __cplusplus
 extern "C" {
@@ -8,6 +8,7 @@ extern "C" {
 
 long emu_cf_live_objects(void);
 long emu_xpc_live_objects(void);
+long emu_wlan_live_objects(void);
 
 #ifdef __cplusplus
 }

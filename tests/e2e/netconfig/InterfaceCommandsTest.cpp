@@ -219,9 +219,8 @@ TEST_F(InterfaceCommandsTest, MissingArgumentsGetTheirCommandsErrorText) {
        "There was no interface name provided while trying to change the up/down state of an interface!"},
       {"dhcprenew", {}, "There was no interface name provided while trying to a DHCP release/renew on the interface!"},
       {"", {}, "No command was provided while attempting to handle system configuration settings!"},
-      // The two words that come with the profile work are not known yet.
+      // The profile installer is not known yet.
       {"commitmobileconfig", {}, "Unknown/Invalid command!"},
-      {"setssidpriority", {}, "Unknown/Invalid command!"},
   };
   std::string before = fileBytes(kPreferencesPlist);
   for (const Case& c : cases) {

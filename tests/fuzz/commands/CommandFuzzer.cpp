@@ -31,7 +31,7 @@ const std::vector<std::string> kCommands{
 const std::vector<std::string> kKeys{
     "Uuid", "NewValue", "Port", "Url", "ResetOthers", "ProtocolConstant", "Enabled", "Path",
     "Key", "InterfaceName", "DesiredState", "Enable", "SetFrequency", "Frequency", "Location",
-    "SSID", "NewPriority", "Command"};
+    "SSID", "NewPriority", "APILevel", "Username", "WlanApiVersion", "Command"};
 
 // Reads the input front to back; past its end every read is zero.
 class Input {

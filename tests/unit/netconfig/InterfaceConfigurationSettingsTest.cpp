@@ -22,6 +22,8 @@ class InterfaceConfigurationSettingsTest : public CFTest {
 TEST_F(InterfaceConfigurationSettingsTest, NoMessageGetsNoReplyAnywhere) {
   using Self = InterfaceConfigurationSettings;
   const std::pair<Self::Handler, const char*> handlers[] = {
+      {&Self::setProfileToPriorityIndex,
+       "No command object was provided while attempting to set the priority of a profile!"},
       {&Self::setManualProxyServer, "No command object was provided while attempting to set a manual proxy server!"},
       {&Self::disableProxyServer, "No command object was provided while attempting to disable the proxy server!"},
       {&Self::setAutoByUrlProxy, "No command object was provided while attempting to set an auto URL proxy."},

@@ -1,6 +1,7 @@
-// Every command, answered or refused, releases every CF and XPC object it
-// made: the helper's router and command families run in-process behind a
-// loopback service, as in the helper, and emu counts the live objects.
+// Every command, answered or refused, releases every CF, XPC and CoreWLAN
+// object it made: the helper's router and command families run in-process
+// behind a loopback service, as in the helper, and emu counts the live
+// objects.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -18,6 +19,7 @@ namespace {
 
 const char kService[] = "test.netconfig.leaks";
 const char kUnknown[] = "11111111-2222-3333-4444-555555555555";
+const Arg kHomeNet = Arg::data("SSID", std::string("HomeNet", 8));
 
 TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
   const std::pair<const char*, std::vector<Arg>> requests[] = {
@@ -50,6 +52,13 @@ TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
       {"deletenetworklocation", {{"Location", "Office"}}},
       {"changenetworklocation", {{"Location", "Nowhere"}}},
       {"addnetworklocation", {}},
+      {"setssidpriority", {{"InterfaceName", "en1"}, kHomeNet, {"NewPriority", 0}, {"APILevel", 1ULL}}},
+      {"setssidpriority", {{"InterfaceName", "en1"}, kHomeNet, {"NewPriority", 5}}},
+      {"setssidpriority", {{"InterfaceName", "en1"}, Arg::data("SSID", "Nowhere")}},
+      {"setssidpriority", {{"InterfaceName", "en9"}, kHomeNet}},
+      {"deletessidconfiguration", {kHomeNet, {"Username", "alex"}, {"InterfaceName", "en1"}}},
+      {"deletessidconfiguration", {kHomeNet, {"Username", "alex"}, {"InterfaceName", "en1"}, {"WlanApiVersion", 1}}},
+      {"deletessidconfiguration", {kHomeNet, {"Username", "alex"}, {"InterfaceName", "en1"}, {"WlanApiVersion", 2}}},
   };
   Logger logger;
   Logger* log = &logger;
@@ -63,7 +72,7 @@ TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
       std::string command = xpc_dictionary_get_string(message, "Command");
       long cfBefore = emu_cf_live_objects();
       handler->handleCommand(peer, message);
-      if (emu_cf_live_objects() != cfBefore) leaked.push_back(command);
+      if (emu_cf_live_objects() != cfBefore || emu_wlan_live_objects() != 0) leaked.push_back(command);
     });
     XpcTestClient client(kService);
     for (const auto& [command, args] : requests) {
@@ -72,7 +81,7 @@ TEST(NoLeaksTest, EveryCommandReleasesWhatItMade) {
     // As the helper does on a peer's last event: the runtime frees the peer after it.
     logger.setXpcConnection(nullptr);
   }
-  EXPECT_EQ(leaked, std::vector<std::string>{}) << "commands whose CF objects outlived them";
+  EXPECT_EQ(leaked, std::vector<std::string>{}) << "commands whose CF or CoreWLAN objects outlived them";
   // Connection teardown finishes on the runtime's queues.
   EXPECT_TRUE(eventually([&] { return emu_xpc_live_objects() == xpcBefore; }))
       << emu_xpc_live_objects() - xpcBefore << " XPC objects left behind";
