@@ -71,15 +71,16 @@ void run(const std::string& service, const std::vector<std::pair<std::string, st
 
 TEST(KeychainNoLeaksTest, EveryCommandReleasesWhatItMade) {
   auto requests = session();
+  long xpcBefore = emu_xpc_live_objects();
+  // Connection teardown finishes on the runtime's queues.
+  auto xpcSettled = [&] { return eventually([&] { return emu_xpc_live_objects() == xpcBefore; }); };
   // The first run lets the framework make what it keeps for the process.
   run("test.keychain.warmup", requests);
+  ASSERT_TRUE(xpcSettled()) << emu_xpc_live_objects() - xpcBefore << " XPC objects left behind";
   long cfBefore = emu_cf_live_objects();
-  long xpcBefore = emu_xpc_live_objects();
   run("test.keychain.leaks", requests);
   EXPECT_EQ(emu_cf_live_objects(), cfBefore) << "CF objects outlived the session";
-  // Connection teardown finishes on the runtime's queues.
-  EXPECT_TRUE(eventually([&] { return emu_xpc_live_objects() == xpcBefore; }))
-      << emu_xpc_live_objects() - xpcBefore << " XPC objects left behind";
+  EXPECT_TRUE(xpcSettled()) << emu_xpc_live_objects() - xpcBefore << " XPC objects left behind";
 }
 
 }  // namespace
