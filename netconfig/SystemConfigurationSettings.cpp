@@ -1,6 +1,5 @@
 #include "SystemConfigurationSettings.h"
 
-#include <climits>
 #include <cstdlib>
 
 #include "LogLine.h"
@@ -114,9 +113,7 @@ xpc_object_t SystemConfigurationSettings::changeFirewallState(xpc_object_t messa
            "firewall!");
     return nullptr;
   }
-  int64_t requested = xpc_dictionary_get_int64(message, "Enabled");
-  // A value beyond int must be refused, not wrapped into 0 or 1.
-  int state = (requested < INT_MIN || requested > INT_MAX) ? -1 : static_cast<int>(requested);
+  int state = getIntFromXpc(message, "Enabled");
   log(5, "Updating the enable/disable setting for the firewall.");
   bool success = setFirewallState(state);
   if (success) {

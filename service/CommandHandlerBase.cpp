@@ -1,5 +1,7 @@
 #include "CommandHandlerBase.h"
 
+#include <climits>
+
 #include "ReplyBuilder.h"
 
 CommandHandlerBase::CommandHandlerBase(Logger* logger) : logger(logger) {}
@@ -17,4 +19,9 @@ xpc_object_t CommandHandlerBase::createSuccessOrFailure(xpc_object_t message, bo
 std::string CommandHandlerBase::getStringFromXpc(xpc_object_t message, std::string key) {
   const char* value = xpc_dictionary_get_string(message, key.c_str());
   return value == nullptr ? std::string() : std::string(value);
+}
+
+int CommandHandlerBase::getIntFromXpc(xpc_object_t message, std::string key) {
+  int64_t value = xpc_dictionary_get_int64(message, key.c_str());
+  return (value < INT_MIN || value > INT_MAX) ? -1 : static_cast<int>(value);
 }

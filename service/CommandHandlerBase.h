@@ -30,6 +30,10 @@ class CommandHandlerBase {
   xpc_object_t createSuccessOrFailure(xpc_object_t message, bool success);
   // The string under `key`; empty when the key is missing or not a string.
   std::string getStringFromXpc(xpc_object_t message, std::string key);
+  // The int64 under `key` as an int: 0 when the key is missing or not an
+  // integer, -1 when the value lies beyond int, so that it is refused rather
+  // than wrapped into a valid choice.
+  int getIntFromXpc(xpc_object_t message, std::string key);
 
  protected:
   Logger* logger;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "InterfaceConfigurationSettings.h"
+#include "KeychainConfigurationSettings.h"
 #include "Logger.h"
 #include "MiscConfigurationSettings.h"
 #include "ReplyBuilder.h"
@@ -10,12 +11,13 @@
 
 namespace {
 
-// In the order commands are offered. The keychain family follows these.
+// In the order commands are offered.
 XpcCommandHandler::Families helperFamilies(Logger* logger) {
   XpcCommandHandler::Families families;
   families.push_back(std::make_unique<SystemConfigurationSettings>(logger));
   families.push_back(std::make_unique<InterfaceConfigurationSettings>(logger));
   families.push_back(std::make_unique<MiscConfigurationSettings>(logger));
+  families.push_back(std::make_unique<KeychainConfigurationSettings>(logger));
   return families;
 }
 

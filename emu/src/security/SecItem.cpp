@@ -1,6 +1,7 @@
 // SecItemCopyMatching over the file-based keychains: class, attribute
 // equality, keychain list, limit and the kinds of result the Mac gives.
 
+#include <algorithm>
 #include <vector>
 
 #include "SecInternal.h"
@@ -21,21 +22,13 @@ struct Query {
 
 // Attributes an item of the class can be searched by.
 bool isAttributeOf(CFStringRef itemClass, CFStringRef key) {
-  const CFStringRef password[] = {kSecAttrAccount,     kSecAttrService,      kSecAttrLabel,
-                                  kSecAttrDescription, kSecAttrCreationDate, kSecAttrModificationDate};
-  const CFStringRef certificate[] = {
+  const std::vector<CFStringRef> password = {kSecAttrAccount,     kSecAttrService,      kSecAttrLabel,
+                                             kSecAttrDescription, kSecAttrCreationDate, kSecAttrModificationDate};
+  const std::vector<CFStringRef> certificate = {
       kSecAttrLabel,        kSecAttrSubject,       kSecAttrIssuer,          kSecAttrSerialNumber,
       kSecAttrSubjectKeyID, kSecAttrPublicKeyHash, kSecAttrCertificateType, kSecAttrCertificateEncoding};
-  if (CFEqual(itemClass, kSecClassGenericPassword)) {
-    for (CFStringRef known : password) {
-      if (CFEqual(key, known)) return true;
-    }
-  } else {
-    for (CFStringRef known : certificate) {
-      if (CFEqual(key, known)) return true;
-    }
-  }
-  return false;
+  const auto &known = CFEqual(itemClass, kSecClassGenericPassword) ? password : certificate;
+  return std::any_of(known.begin(), known.end(), [&](CFStringRef attribute) { return CFEqual(key, attribute); });
 }
 
 bool readFlag(CFTypeRef value, bool *flag) {
@@ -44,17 +37,14 @@ bool readFlag(CFTypeRef value, bool *flag) {
   return true;
 }
 
-OSStatus readLimit(CFTypeRef value, CFIndex *limit) {
-  if (emu::isString(value) && CFEqual(value, kSecMatchLimitOne)) {
-    *limit = 1;
-  } else if (emu::isString(value) && CFEqual(value, kSecMatchLimitAll)) {
-    *limit = kCFNotFound;
-  } else if (emu::isA(value, CFNumberGetTypeID()) &&
-             CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberCFIndexType, limit) && *limit > 0) {
-  } else {
-    return errSecParam;
+// kSecMatchLimitOne, kSecMatchLimitAll or a positive number.
+bool readLimit(CFTypeRef value, CFIndex *limit) {
+  if (emu::isString(value) && (CFEqual(value, kSecMatchLimitOne) || CFEqual(value, kSecMatchLimitAll))) {
+    *limit = CFEqual(value, kSecMatchLimitOne) ? 1 : kCFNotFound;
+    return true;
   }
-  return errSecSuccess;
+  return emu::isA(value, CFNumberGetTypeID()) &&
+         CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberCFIndexType, limit) && *limit > 0;
 }
 
 OSStatus readQuery(CFDictionaryRef dictionary, Query *query) {
@@ -68,11 +58,11 @@ OSStatus readQuery(CFDictionaryRef dictionary, Query *query) {
     if (!emu::isString(keyObject)) return errSecParam;
     auto key = static_cast<CFStringRef>(keyObject);
     bool good = true;
-    if (CFEqual(key, kSecClass)) {
-    } else if (CFEqual(key, kSecUseKeychain)) {
+    if (CFEqual(key, kSecClass)) continue;
+    if (CFEqual(key, kSecUseKeychain)) {
       query->keychains = value;
     } else if (CFEqual(key, kSecMatchLimit)) {
-      good = readLimit(value, &query->limit) == errSecSuccess;
+      good = readLimit(value, &query->limit);
     } else if (CFEqual(key, kSecReturnData)) {
       good = readFlag(value, &query->returnData);
     } else if (CFEqual(key, kSecReturnAttributes)) {

@@ -21,8 +21,11 @@ Boolean itemEqual(CFTypeRef a, CFTypeRef b) {
          KeychainStore::sameItem(first->record.get(), second->record.get());
 }
 
+// Equal items are in the same keychain.
+CFHashCode itemHash(CFTypeRef cf) { return CFHash(static_cast<const __SecKeychainItem *>(cf)->keychain.get()); }
+
 const CFRuntimeClass kItemClass = {
-    "SecKeychainItem", emu::cfFinalize<__SecKeychainItem>, itemEqual, nullptr, nullptr, nullptr};
+    "SecKeychainItem", emu::cfFinalize<__SecKeychainItem>, itemEqual, itemHash, nullptr, nullptr};
 
 // The attribute key of a tag: its four characters ('acct' is "acct").
 CFStringRef createKey(SecKeychainAttrType tag) {

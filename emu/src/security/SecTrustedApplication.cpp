@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <functional>
 
 #include "SecInternal.h"
 
@@ -20,13 +21,17 @@ Boolean applicationEqual(CFTypeRef a, CFTypeRef b) {
   return static_cast<const __SecTrustedApplication *>(a)->path == static_cast<const __SecTrustedApplication *>(b)->path;
 }
 
+CFHashCode applicationHash(CFTypeRef cf) {
+  return std::hash<std::string>()(static_cast<const __SecTrustedApplication *>(cf)->path);
+}
+
 CFStringRef applicationDescription(CFTypeRef cf) {
   return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<SecTrustedApplication %p: %s>"), cf,
                                   static_cast<const __SecTrustedApplication *>(cf)->path.c_str());
 }
 
 const CFRuntimeClass kApplicationClass = {
-    "SecTrustedApplication", emu::cfFinalize<__SecTrustedApplication>, applicationEqual, nullptr, nullptr,
+    "SecTrustedApplication", emu::cfFinalize<__SecTrustedApplication>, applicationEqual, applicationHash, nullptr,
     applicationDescription};
 
 const __SecTrustedApplication *applicationOf(CFTypeRef cf) {

@@ -142,7 +142,7 @@ int addTrustedCert(int argc, char *const *argv) {
           if (strcmp(optarg, name.option) == 0) oid = name.oid;
         }
         if (oid == nullptr) {
-          fprintf(stderr, "***unknown policy spec (%s)\n", optarg);
+          fprintf(stderr, "***unknown policy (%s)\n", optarg);
           return 2;
         }
         policies.push_back(oid);

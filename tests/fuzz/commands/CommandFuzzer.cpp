@@ -32,7 +32,9 @@ const std::vector<std::string> kKeys{
     "Uuid", "NewValue", "Port", "Url", "ResetOthers", "ProtocolConstant", "Enabled", "Path",
     "Key", "InterfaceName", "DesiredState", "Enable", "SetFrequency", "Frequency", "Location",
     "SSID", "NewPriority", "APILevel", "Username", "WlanApiVersion", "MobileConfigPath",
-    "AsSystemProfile", "CurrentUsername", "ZipFile", "Destination", "File", "Command"};
+    "AsSystemProfile", "CurrentUsername", "ZipFile", "Destination", "File", "Account", "Service",
+    "Label", "Description", "Password", "CertificateData", "TrustModel", "CertLabel", "CertAlias",
+    "Thumbprint", "PEMdata", "IsIntemediate", "Command"};
 
 // Reads the input front to back; past its end every read is zero.
 class Input {

@@ -89,7 +89,7 @@ TEST_F(SecurityTool, UsageErrorsExitWithTwo) {
   EXPECT_EQ(run.err.rfind("No cert file specified.\nUsage: add-trusted-cert ", 0), 0u) << run.err;
   EXPECT_EQ(security({"add-trusted-cert", "-r", "always", pemFile(kISRGRootX1)}).status, 2);
   EXPECT_EQ(
-      security({"add-trusted-cert", "-p", "smtp", pemFile(kISRGRootX1)}).err.rfind("***unknown policy spec (smtp)", 0),
+      security({"add-trusted-cert", "-p", "smtp", pemFile(kISRGRootX1)}).err.rfind("***unknown policy (smtp)", 0),
       0u);
   EXPECT_EQ(security({"delete-certificate"}).status, 2);
   run = security({"frobnicate"});
