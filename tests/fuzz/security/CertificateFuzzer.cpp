@@ -17,22 +17,9 @@ namespace {
 // A real certificate's DER (ISRG Root X1 from Debian's ca-certificates).
 const std::string& realCertificate() {
   static const std::string der = [] {
-    std::ifstream in("/usr/share/ca-certificates/mozilla/ISRG_Root_X1.crt");
-    std::string pem((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::string base64;
-    size_t begin = pem.find("-----\n"), end = pem.find("-----END");
-    if (begin == std::string::npos || end == std::string::npos) abort();
-    for (char c : pem.substr(begin + 6, end - begin - 6)) {
-      if (c != '\n') base64 += c;
-    }
-    static const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string bytes;
-    unsigned bits = 0, count = 0;
-    for (char c : base64) {
-      if (c == '=') break;
-      bits = (bits << 6) | static_cast<unsigned>(alphabet.find(c));
-      if ((count += 6) >= 8) bytes += static_cast<char>((bits >> (count -= 8)) & 0xff);
-    }
+    std::ifstream in(REAL_CERTIFICATE_DER, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (bytes.empty()) abort();
     return bytes;
   }();
   return der;
