@@ -2,8 +2,7 @@
 // keychain, duplicates, deletion, and the texts of refused requests.
 #include <gtest/gtest.h>
 
-#include "HelperSession.h"
-#include "SystemKeychain.h"
+#include "KeychainTestSupport.h"
 
 namespace {
 
@@ -28,6 +27,22 @@ std::vector<std::vector<std::string>> entries() {
   return found;
 }
 
+// The password stored for a service and account, or "" when there is none.
+std::string storedPassword(const std::string& service, const std::string& account) {
+  xpc::CFRef<SecKeychainRef> keychain;
+  EXPECT_EQ(SecKeychainOpen(kSystemKeychain, keychain.initializeInto()), errSecSuccess);
+  UInt32 length = 0;
+  void* data = nullptr;
+  if (SecKeychainFindGenericPassword(keychain.get(), static_cast<UInt32>(service.size()), service.c_str(),
+                                     static_cast<UInt32>(account.size()), account.c_str(), &length, &data,
+                                     nullptr) != errSecSuccess) {
+    return "";
+  }
+  std::string password(static_cast<const char*>(data), length);
+  SecKeychainItemFreeContent(nullptr, data);
+  return password;
+}
+
 class PasswordEntriesTest : public ::testing::Test {
  protected:
   HelperSession helper;
@@ -35,28 +50,25 @@ class PasswordEntriesTest : public ::testing::Test {
 
 TEST_F(PasswordEntriesTest, AnEntryIsStoredOncePerServiceAndAccountAndDeletedAgain) {
   EXPECT_TRUE(helper.succeeds("createsystemkeychainentry", entry("alex", "correct horse")));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "No system keychain object cached.  Will open the keychain."}));
-  EXPECT_TRUE(contains(lines, {5, "Opening the keychain at : /Library/Keychains/System.keychain"}));
-  EXPECT_TRUE(contains(lines, {5, "New password entry was created!"}));
+  EXPECT_TRUE(loggedAll(helper, {{5, "No system keychain object cached.  Will open the keychain."},
+                                 {5, "Opening the keychain at : /Library/Keychains/System.keychain"},
+                                 {5, "New password entry was created!"}}));
   EXPECT_EQ(entries(), (std::vector<std::vector<std::string>>{
                            {"alex", kService, "Campus-Secure", "802.1X Password"}}));
   EXPECT_EQ(storedPassword(kService, "alex"), "correct horse");
 
   // The same service and account again: the framework's duplicate status.
   EXPECT_TRUE(helper.fails("CreateSystemKeychainEntry", entry("alex", "other")));
-  lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Using already opened/cached system keychain object."}));
-  EXPECT_TRUE(contains(lines, {4, "Unable to create a new entry in the keychain!  Error was : The specified item "
-                                  "already exists in the keychain."}));
+  EXPECT_TRUE(loggedAll(helper, {{5, "Using already opened/cached system keychain object."},
+                                 {4, "Unable to create a new entry in the keychain!  Error was : The specified "
+                                     "item already exists in the keychain."}}));
   EXPECT_EQ(storedPassword(kService, "alex"), "correct horse");
   EXPECT_TRUE(helper.succeeds("createsystemkeychainentry", entry("sam", "battery staple")));
   EXPECT_EQ(entries().size(), 2u);
 
   EXPECT_TRUE(helper.succeeds("DeleteSystemKeychainEntry", {{"Service", kService}, {"Account", "alex"}}));
-  lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Found the requested keychain password entry!"}));
-  EXPECT_TRUE(contains(lines, {5, "Active keychain item was deleted.  Freeing the reference."}));
+  EXPECT_TRUE(loggedAll(helper, {{5, "Found the requested keychain password entry!"},
+                                 {5, "Active keychain item was deleted.  Freeing the reference."}}));
   EXPECT_EQ(storedPassword(kService, "alex"), "");
   EXPECT_EQ(storedPassword(kService, "sam"), "battery staple");
 
