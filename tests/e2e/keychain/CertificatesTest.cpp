@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <utility>
 
 #include "Certificate.h"
 #include "KeychainTestSupport.h"
+#include "unit/keychain/TrustEntries.h"
 
 namespace {
 
@@ -15,11 +15,7 @@ const char kAdminTrust[] = "/Library/Security/Trust Settings/Admin.plist";
 const char kIsrgName[] = "ISRG Root X1";
 const char kAmazonName[] = "Amazon Root CA 1";
 
-// One entry of a certificate's admin trust settings: policy name and result
-// (-1 when absent).
-using TrustEntry = std::pair<std::string, long long>;
-
-std::vector<TrustEntry> trusted(long long result) {
+TrustEntries trusted(long long result) {
   return {{"basicX509", result}, {"sslServer", result}, {"eapServer", result}};
 }
 
@@ -29,21 +25,9 @@ std::string lower(std::string text) {
 }
 
 // The certificate's entries in the admin trust settings file, in order.
-std::vector<TrustEntry> adminTrust(const Certificate& certificate) {
+TrustEntries adminTrust(const Certificate& certificate) {
   auto root = readPropertyList(kAdminTrust);
-  CFTypeRef settings = valueAt(root.get(), {"trustList", certificate.trustKey(), "trustSettings"});
-  std::vector<TrustEntry> entries;
-  if (settings == nullptr || CFGetTypeID(settings) != CFArrayGetTypeID()) return entries;
-  for (CFIndex i = 0; i < CFArrayGetCount(static_cast<CFArrayRef>(settings)); ++i) {
-    CFTypeRef entry = CFArrayGetValueAtIndex(static_cast<CFArrayRef>(settings), i);
-    CFTypeRef number = valueAt(entry, "kSecTrustSettingsResult");
-    long long result = -1;
-    if (number != nullptr && CFGetTypeID(number) == CFNumberGetTypeID()) {
-      CFNumberGetValue(static_cast<CFNumberRef>(number), kCFNumberLongLongType, &result);
-    }
-    entries.emplace_back(utf8(valueAt(entry, "kSecTrustSettingsPolicyName")), result);
-  }
-  return entries;
+  return trustEntries(valueAt(root.get(), {"trustList", certificate.trustKey(), "trustSettings"}));
 }
 
 // How many certificates in the System keychain have these DER bytes.
@@ -110,8 +94,11 @@ TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
     EXPECT_FALSE(exists(label.c_str(), thumbprint)) << label << " / " << thumbprint;
   }
 
-  // Installed again as "trust as root": not added twice, its settings
-  // rewritten. The system refuses that result for a root, which is only noted.
+  // Installed again: not added twice, its settings found right as they are.
+  EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
+  EXPECT_TRUE(helper.logged(5, "The current trust setting result value is already correct.. Won't mess with it."));
+  // Then as "trust as root": its settings rewritten. The system refuses that
+  // result for a root, which is only noted.
   EXPECT_TRUE(helper.succeeds("InstallSystemCACert", {Arg::data("CertificateData", isrg.der), {"TrustModel", 1}}));
   EXPECT_TRUE(loggedAll(
       helper, {{5, "The target certificate already exists in the system store.  Just updating the policy for it!"},
@@ -135,7 +122,8 @@ TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
   EXPECT_TRUE(exists("Let's Encrypt", isrg.thumbprint));
   EXPECT_TRUE(helper.logged(5, "All requirements matched! (2)"));
   EXPECT_TRUE(exists(kIsrgName, isrg.thumbprint));
-  EXPECT_TRUE(loggedAll(helper, {{5, "Found our target cert via raw CN value."}, {5, "All requirements matched! (3)"}}));
+  EXPECT_TRUE(
+      loggedAll(helper, {{5, "Found our target cert via raw CN value."}, {5, "All requirements matched! (3)"}}));
   EXPECT_FALSE(exists("ISRG", isrg.thumbprint));
 
   // Without a common name, a certificate goes by its subject summary.
@@ -163,7 +151,7 @@ TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
     CFDictionaryRemoveValue(entry(1), CFSTR("kSecTrustSettingsResult"));
     CFArrayRemoveValueAtIndex(settings, 2);
   });
-  ASSERT_EQ(adminTrust(amazon), (std::vector<TrustEntry>{{"basicX509", 3}, {"sslClient", -1}}));
+  ASSERT_EQ(adminTrust(amazon), (TrustEntries{{"basicX509", 3}, {"sslClient", -1}}));
 
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", amazon.der)}));
   EXPECT_TRUE(loggedAll(helper, {{5, "Certificate has existing trust settings.  Will copy the existing settings."},
