@@ -19,12 +19,9 @@ inline std::vector<xpc::CFRef<CFDictionaryRef>> keychainItems(CFStringRef itemCl
   EXPECT_EQ(SecKeychainOpen(kSystemKeychain, keychain.initializeInto()), errSecSuccess);
   CFTypeRef keychains[] = {keychain.get()};
   auto searchList = adopt(CFArrayCreate(nullptr, keychains, 1, &kCFTypeArrayCallBacks));
-  auto query = cfdictionary();
-  CFDictionarySetValue(query.get(), kSecUseKeychain, searchList.get());
-  CFDictionarySetValue(query.get(), kSecReturnAttributes, kCFBooleanTrue);
-  CFDictionarySetValue(query.get(), kSecReturnRef, kCFBooleanTrue);
-  CFDictionarySetValue(query.get(), kSecMatchLimit, kSecMatchLimitAll);
-  CFDictionarySetValue(query.get(), kSecClass, itemClass);
+  auto query = cfdictionary({{utf8(kSecUseKeychain), searchList.get()}, {utf8(kSecReturnAttributes), kCFBooleanTrue},
+                             {utf8(kSecReturnRef), kCFBooleanTrue}, {utf8(kSecMatchLimit), kSecMatchLimitAll},
+                             {utf8(kSecClass), itemClass}});
   xpc::CFRef<CFTypeRef> result;
   OSStatus status = SecItemCopyMatching(query.get(), result.initializeInto());
   std::vector<xpc::CFRef<CFDictionaryRef>> items;
