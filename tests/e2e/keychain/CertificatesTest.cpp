@@ -3,22 +3,60 @@
 // trust settings, deletion, and the texts of refused requests.
 #include <gtest/gtest.h>
 
-#include "CFTestSupport.h"
-#include "HelperSession.h"
-#include "SystemKeychain.h"
+#include <functional>
+
+#include "Certificate.h"
+#include "KeychainTestSupport.h"
+#include "unit/keychain/TrustEntries.h"
 
 namespace {
 
+const char kAdminTrust[] = "/Library/Security/Trust Settings/Admin.plist";
 const char kIsrgName[] = "ISRG Root X1";
 const char kAmazonName[] = "Amazon Root CA 1";
 
-std::vector<TrustEntry> trusted(long long result) {
+TrustEntries trusted(long long result) {
   return {{"basicX509", result}, {"sslServer", result}, {"eapServer", result}};
 }
 
 std::string lower(std::string text) {
   for (char& c : text) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
   return text;
+}
+
+// The certificate's entries in the admin trust settings file, in order.
+TrustEntries adminTrust(const Certificate& certificate) {
+  auto root = readPropertyList(kAdminTrust);
+  return trustEntries(valueAt(root.get(), {"trustList", certificate.trustKey(), "trustSettings"}));
+}
+
+// How many certificates in the System keychain have these DER bytes.
+int copiesInKeychain(const std::string& der) {
+  int copies = 0;
+  for (const auto& item : keychainItems(kSecClassCertificate)) {
+    auto certificate = static_cast<SecCertificateRef>(const_cast<void*>(valueAt(item.get(), "v_Ref")));
+    if (certificate != nullptr && CFEqual(adopt(SecCertificateCopyData(certificate)).get(), cfdata(der).get())) {
+      ++copies;
+    }
+  }
+  return copies;
+}
+
+// Rewrites a property-list file through `edit`, as another program would.
+void editPropertyList(const char* path, const std::function<void(CFMutableDictionaryRef root)>& edit) {
+  auto root = adopt(CFPropertyListCreateWithData(nullptr, cfdata(fileBytes(path)).get(),
+                                                 kCFPropertyListMutableContainersAndLeaves, nullptr, nullptr));
+  ASSERT_TRUE(root) << path;
+  edit(static_cast<CFMutableDictionaryRef>(const_cast<void*>(root.get())));
+  auto data = adopt(CFPropertyListCreateData(nullptr, root.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  writeFile(path, std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
+                              static_cast<size_t>(CFDataGetLength(data.get()))));
+}
+
+// What the helper runs for "installsystemcacertwithsecuritycmd".
+std::string securityCall(const std::string& trust) {
+  return "Calling : /usr/bin/security add-trusted-cert -d -r " + trust +
+         " -p basic -p ssl -p eap /tmp/tempcert.cer > /tmp/output.txt 2>&1";
 }
 
 class CertificatesTest : public ::testing::Test {
@@ -34,13 +72,12 @@ class CertificatesTest : public ::testing::Test {
 
 TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Trust model setting is : 0"}));
-  EXPECT_TRUE(contains(lines, {5, "Calculated thumbprint : " + isrg.thumbprint}));
-  EXPECT_TRUE(contains(lines, {5, "The certificate doesn't exist.. Will attempt to install it.."}));
-  EXPECT_TRUE(contains(lines, {5, "Will attempt to install a certificate with a common name of : ISRG Root X1"}));
-  EXPECT_TRUE(contains(lines, {5, "Using the admin domain for setting trust settings!"}));
-  EXPECT_TRUE(contains(lines, {5, "The certificate was installed, and trust settings were set..."}));
+  EXPECT_TRUE(loggedAll(helper, {{5, "Trust model setting is : 0"},
+                                 {5, "Calculated thumbprint : " + isrg.thumbprint},
+                                 {5, "The certificate doesn't exist.. Will attempt to install it.."},
+                                 {5, "Will attempt to install a certificate with a common name of : ISRG Root X1"},
+                                 {5, "Using the admin domain for setting trust settings!"},
+                                 {5, "The certificate was installed, and trust settings were set..."}}));
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);
   EXPECT_EQ(adminTrust(isrg), trusted(kSecTrustSettingsResultTrustRoot));
 
@@ -49,46 +86,52 @@ TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
   EXPECT_TRUE(helper.succeeds("CertificateExistsInSystemStore",
                               {{"CertLabel", kIsrgName}, {"CertAlias", "anything"}, {"Thumbprint", isrg.thumbprint}}))
       << "the alias plays no part";
-  std::string noBlanks = isrg.trustKey();
   for (const auto& [label, thumbprint] : {std::pair<std::string, std::string>{kIsrgName, lower(isrg.thumbprint)},
-                                          {kIsrgName, noBlanks},
+                                          {kIsrgName, isrg.trustKey()},
                                           {kIsrgName, amazon.thumbprint},
                                           {"ISRG Root X2", isrg.thumbprint},
                                           {lower(kIsrgName), isrg.thumbprint}}) {
-    EXPECT_FALSE(helper.succeeds("certificateexistsinsystemstore", {{"CertLabel", label}, {"Thumbprint", thumbprint}}))
-        << label << " / " << thumbprint;
+    EXPECT_FALSE(exists(label.c_str(), thumbprint)) << label << " / " << thumbprint;
   }
 
-  // Installed again as "trust as root": not added twice, its settings
-  // rewritten. The system refuses that result for a root, which is only noted.
+  // Installed again: not added twice, its settings found right as they are.
+  EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
+  EXPECT_TRUE(helper.logged(5, "The current trust setting result value is already correct.. Won't mess with it."));
+  // Then as "trust as root": its settings rewritten. The system refuses that
+  // result for a root, which is only noted.
   EXPECT_TRUE(helper.succeeds("InstallSystemCACert", {Arg::data("CertificateData", isrg.der), {"TrustModel", 1}}));
-  lines = helper.lines();
-  EXPECT_TRUE(contains(
-      lines, {5, "The target certificate already exists in the system store.  Just updating the policy for it!"}));
-  EXPECT_TRUE(contains(lines, {5, "Attempting to set the value for 'EAP' to 'trust as root'."}));
-  EXPECT_TRUE(contains(lines, {5, "(Error) Failed to write new trust settings for a certificate!"}));
+  EXPECT_TRUE(loggedAll(
+      helper, {{5, "The target certificate already exists in the system store.  Just updating the policy for it!"},
+               {5, "Attempting to set the value for 'EAP' to 'trust as root'."},
+               {5, "(Error) Failed to write new trust settings for a certificate!"}}));
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);
   EXPECT_EQ(adminTrust(isrg), trusted(kSecTrustSettingsResultTrustRoot));
 }
 
 TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
   ASSERT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
-  relabelCertificates("Let's Encrypt");
+  // Another label, as a person could give it in Keychain Access. The file is
+  // the emulation's own property list: {"Items": [attributes...]}.
+  editPropertyList(kSystemKeychain, [](CFMutableDictionaryRef root) {
+    auto items = static_cast<CFArrayRef>(valueAt(root, "Items"));
+    for (CFIndex i = 0; items != nullptr && i < CFArrayGetCount(items); ++i) {
+      auto item = static_cast<CFMutableDictionaryRef>(const_cast<void*>(CFArrayGetValueAtIndex(items, i)));
+      if (utf8(valueAt(item, "class")) == "cert") CFDictionarySetValue(item, CFSTR("labl"), CFSTR("Let's Encrypt"));
+    }
+  });
   EXPECT_TRUE(exists("Let's Encrypt", isrg.thumbprint));
   EXPECT_TRUE(helper.logged(5, "All requirements matched! (2)"));
   EXPECT_TRUE(exists(kIsrgName, isrg.thumbprint));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Found our target cert via raw CN value."}));
-  EXPECT_TRUE(contains(lines, {5, "All requirements matched! (3)"}));
+  EXPECT_TRUE(
+      loggedAll(helper, {{5, "Found our target cert via raw CN value."}, {5, "All requirements matched! (3)"}}));
   EXPECT_FALSE(exists("ISRG", isrg.thumbprint));
 
   // Without a common name, a certificate goes by its subject summary.
   Certificate goDaddy("Go_Daddy_Class_2_CA.crt");
-  const char summary[] = "Go Daddy Class 2 Certification Authority";
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", goDaddy.der)}));
   EXPECT_TRUE(helper.logged(
       5, "Unable to determine the common name using the first method.  Will attempt a different method."));
-  EXPECT_TRUE(exists(summary, goDaddy.thumbprint));
+  EXPECT_TRUE(exists("Go Daddy Class 2 Certification Authority", goDaddy.thumbprint));
   EXPECT_EQ(adminTrust(goDaddy), trusted(kSecTrustSettingsResultTrustRoot));
 }
 
@@ -96,7 +139,10 @@ TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
   ASSERT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", amazon.der)}));
   // As another tool might leave them: the X.509 entry denied, the SSL entry
   // misnamed and without a result, the EAP entry gone.
-  editAdminTrust(amazon, [](CFMutableArrayRef settings) {
+  editPropertyList(kAdminTrust, [&](CFMutableDictionaryRef root) {
+    auto settings = static_cast<CFMutableArrayRef>(
+        const_cast<void*>(valueAt(root, {"trustList", amazon.trustKey(), "trustSettings"})));
+    ASSERT_NE(settings, nullptr);
     auto entry = [&](CFIndex i) {
       return static_cast<CFMutableDictionaryRef>(const_cast<void*>(CFArrayGetValueAtIndex(settings, i)));
     };
@@ -105,16 +151,15 @@ TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
     CFDictionaryRemoveValue(entry(1), CFSTR("kSecTrustSettingsResult"));
     CFArrayRemoveValueAtIndex(settings, 2);
   });
-  ASSERT_EQ(adminTrust(amazon), (std::vector<TrustEntry>{{"basicX509", 3}, {"sslClient", -1}}));
+  ASSERT_EQ(adminTrust(amazon), (TrustEntries{{"basicX509", 3}, {"sslClient", -1}}));
 
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", amazon.der)}));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Certificate has existing trust settings.  Will copy the existing settings."}));
-  EXPECT_TRUE(contains(lines, {5, "The trust setting result value is : 3"}));
-  EXPECT_TRUE(contains(lines, {5, "The incorrect trust setting was deleted."}));
-  EXPECT_TRUE(contains(lines, {5, "The certificate already has the SSL trust setting..  Modifying if needed.."}));
-  EXPECT_TRUE(contains(lines, {5, "The incorrect trust setting policy name was deleted."}));
-  EXPECT_TRUE(contains(lines, {5, "Our trust policy doesn't currently exist.  Adding it."}));
+  EXPECT_TRUE(loggedAll(helper, {{5, "Certificate has existing trust settings.  Will copy the existing settings."},
+                                 {5, "The trust setting result value is : 3"},
+                                 {5, "The incorrect trust setting was deleted."},
+                                 {5, "The certificate already has the SSL trust setting..  Modifying if needed.."},
+                                 {5, "The incorrect trust setting policy name was deleted."},
+                                 {5, "Our trust policy doesn't currently exist.  Adding it."}}));
   EXPECT_EQ(adminTrust(amazon), trusted(kSecTrustSettingsResultTrustRoot));
   EXPECT_EQ(copiesInKeychain(amazon.der), 1);
 }
@@ -132,20 +177,17 @@ TEST_F(CertificatesTest, TrustModelsOtherThanZeroAndOneAreRefused) {
   // New: the certificate goes in, its trust fails quietly, then once more
   // after a pause, out loud.
   EXPECT_TRUE(helper.fails("installsystemcacert", {Arg::data("CertificateData", amazon.der), {"TrustModel", 2}}));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "(Error) Unexpected trust result/model value provided while setting x.509 trust "
-                                  "settings!"}));
-  EXPECT_TRUE(contains(lines, {5, "Failed to write certificate trust items... Will wait a few seconds and then try "
-                                  "again.."}));
-  EXPECT_TRUE(contains(lines, {4, "Unable to set the x.509 trust setting to our certificate!"}));
+  EXPECT_TRUE(loggedAll(
+      helper, {{5, "(Error) Unexpected trust result/model value provided while setting x.509 trust settings!"},
+               {5, "Failed to write certificate trust items... Will wait a few seconds and then try again.."},
+               {4, "Unable to set the x.509 trust setting to our certificate!"}}));
   EXPECT_EQ(copiesInKeychain(amazon.der), 1);
   EXPECT_TRUE(adminTrust(amazon).empty());
 
   // Deleting it: there are no trust settings to remove, which is only a warning.
   EXPECT_TRUE(helper.succeeds("deletesystemcert", {{"CertLabel", kAmazonName}, {"Thumbprint", amazon.thumbprint}}));
-  lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {4, "Unable to locate a certificate policy to delete!"}));
-  EXPECT_TRUE(contains(lines, {3, "Unable to delete any certificate trust items!"}));
+  EXPECT_TRUE(loggedAll(helper, {{4, "Unable to locate a certificate policy to delete!"},
+                                 {3, "Unable to delete any certificate trust items!"}}));
   EXPECT_EQ(copiesInKeychain(amazon.der), 0);
 }
 
@@ -158,10 +200,9 @@ TEST_F(CertificatesTest, DeletionTakesTheCertificateAndItsTrust) {
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);
 
   EXPECT_TRUE(helper.succeeds("DeleteSystemCert", {{"CertLabel", kIsrgName}, {"Thumbprint", isrg.thumbprint}}));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Attempting to delete a certificate with the label : ISRG Root X1"}));
-  EXPECT_TRUE(contains(lines, {5, "Have trust settings in domain 1."}));
-  EXPECT_TRUE(contains(lines, {5, "Deleted the trust settings for the certificate..."}));
+  EXPECT_TRUE(loggedAll(helper, {{5, "Attempting to delete a certificate with the label : ISRG Root X1"},
+                                 {5, "Have trust settings in domain 1."},
+                                 {5, "Deleted the trust settings for the certificate..."}}));
   EXPECT_EQ(copiesInKeychain(isrg.der), 0);
   EXPECT_TRUE(adminTrust(isrg).empty());
   EXPECT_FALSE(exists(kIsrgName, isrg.thumbprint));
@@ -180,19 +221,14 @@ TEST_F(CertificatesTest, CertificateArgumentsAreChecked) {
   EXPECT_TRUE(helper.fails("installsystemcacert", {Arg::data("CertificateData", isrg.der.substr(0, 300))}));
   EXPECT_TRUE(keychainItems(kSecClassCertificate).empty());
 
-  struct Case {
-    const char* command;
-    const char* emptyLabel;
-    const char* emptyThumbprint;
-  };
-  for (const Case& c : {Case{"deletesystemcert", "The label for the certificate to delete was empty!",
-                             "The thumbprint for the certificate to delete was empty!"},
-                        Case{"certificateexistsinsystemstore", "The label for the certificate to locate was empty!",
-                             "The thumbprint for the certificate to locate was empty!"}}) {
-    EXPECT_EQ(helper.error(c.command, {{"Thumbprint", isrg.thumbprint}}), c.emptyLabel);
-    EXPECT_EQ(helper.error(c.command, {{"CertLabel", 1}, {"Thumbprint", isrg.thumbprint}}), c.emptyLabel);
-    EXPECT_EQ(helper.error(c.command, {{"CertLabel", kIsrgName}, {"Thumbprint", ""}}), c.emptyThumbprint);
-    EXPECT_EQ(helper.error(c.command, {{"CertLabel", kIsrgName}}), c.emptyThumbprint);
+  for (const auto& [command, verb] : {std::pair<std::string, std::string>{"deletesystemcert", "delete"},
+                                      {"certificateexistsinsystemstore", "locate"}}) {
+    const std::string emptyLabel = "The label for the certificate to " + verb + " was empty!";
+    const std::string emptyThumbprint = "The thumbprint for the certificate to " + verb + " was empty!";
+    EXPECT_EQ(helper.error(command, {{"Thumbprint", isrg.thumbprint}}), emptyLabel);
+    EXPECT_EQ(helper.error(command, {{"CertLabel", 1}, {"Thumbprint", isrg.thumbprint}}), emptyLabel);
+    EXPECT_EQ(helper.error(command, {{"CertLabel", kIsrgName}, {"Thumbprint", ""}}), emptyThumbprint);
+    EXPECT_EQ(helper.error(command, {{"CertLabel", kIsrgName}}), emptyThumbprint);
   }
 }
 
@@ -200,8 +236,7 @@ TEST_F(CertificatesTest, TheSecurityToolInstallsPemText) {
   EXPECT_TRUE(helper.succeeds("installsystemcacertwithsecuritycmd", {{"PEMdata", isrg.pem}}));
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Attempting to install a CA certificate to the system store."}));
-  EXPECT_TRUE(contains(lines, {5, "Calling : /usr/bin/security add-trusted-cert -d -r trustRoot -p basic -p ssl -p eap "
-                                  "/tmp/tempcert.cer > /tmp/output.txt 2>&1"}));
+  EXPECT_TRUE(contains(lines, {5, securityCall("trustRoot")}));
   EXPECT_TRUE(contains(lines, {5, "The certificate should be installed."}));
   EXPECT_FALSE(contains(lines, {5, "No system keychain object cached.  Will open the keychain."}))
       << "the tool opens its own";
@@ -214,11 +249,9 @@ TEST_F(CertificatesTest, TheSecurityToolInstallsPemText) {
 
   // Only the key as clients spell it makes an intermediate.
   helper.send("installsystemcacertwithsecuritycmd", {{"PEMdata", amazon.pem}, {"IsIntermediate", true}});
-  EXPECT_TRUE(helper.logged(5, "Calling : /usr/bin/security add-trusted-cert -d -r trustRoot -p basic -p ssl -p eap "
-                               "/tmp/tempcert.cer > /tmp/output.txt 2>&1"));
+  EXPECT_TRUE(helper.logged(5, securityCall("trustRoot")));
   helper.send("InstallSystemCACertWithSecurityCmd", {{"PEMdata", amazon.pem}, {"IsIntemediate", true}});
-  EXPECT_TRUE(helper.logged(5, "Calling : /usr/bin/security add-trusted-cert -d -r trustAsRoot -p basic -p ssl -p eap "
-                               "/tmp/tempcert.cer > /tmp/output.txt 2>&1"));
+  EXPECT_TRUE(helper.logged(5, securityCall("trustAsRoot")));
 }
 
 TEST_F(CertificatesTest, TheSecurityToolsRefusalIsPassedOn) {

@@ -23,7 +23,7 @@ class AccessListTest : public CFTest {
   LogCapture log;
 };
 
-TEST_F(AccessListTest, TheListNamesThisHelperAndTheSystemsReaders) {
+TEST_F(AccessListTest, TheListNamesThisHelperAndTheSystemsReadersOrNothing) {
   xpc::KeychainHelper keychain(log.logger());
   xpc::CFRef<CFArrayRef> apps;
   ASSERT_TRUE(keychain.getTrustedAppsList(apps.initializeInto()));
@@ -42,15 +42,12 @@ TEST_F(AccessListTest, TheListNamesThisHelperAndTheSystemsReaders) {
   EXPECT_TRUE(log.saw(5, "The access reference was created for our keychain entry."));
   EXPECT_FALSE(keychain.getAccessRefFor8021X("", access.initializeInto()));
   EXPECT_TRUE(log.saw(4, "No keychain descriptor was provided while trying to create our access reference!"));
-}
 
-TEST_F(AccessListTest, AMissingReaderFailsTheWholeList) {
+  // One reader that cannot be named fails the whole list.
   unlink("/usr/libexec/mdmclient");
-  xpc::KeychainHelper keychain(log.logger());
-  xpc::CFRef<SecAccessRef> access;
   EXPECT_FALSE(keychain.getAccessRefFor8021X("Campus-Secure", access.initializeInto()));
   EXPECT_FALSE(access);
-  std::vector<LogLine> lines = log.take();
+  lines = log.take();
   EXPECT_TRUE(contains(lines, {4, "Failed to add the app '/usr/libexec/mdmclient' to the list of apps allowed to "
                                   "access our new keychain entry!"}));
   EXPECT_TRUE(contains(lines, {4, "Unable to generate a list of the trusted apps for our access reference!"}));

@@ -19,16 +19,15 @@
 
 namespace {
 
-
-// Ends with the keychain as it began, so that a second run takes the same paths.
-std::vector<std::pair<std::string, std::vector<Arg>>> session() {
+TEST(KeychainNoLeaksTest, EveryCommandReleasesWhatItMade) {
   Certificate isrg("ISRG_Root_X1.crt");
   Certificate amazon("Amazon_Root_CA_1.crt");
   const std::vector<Arg> entry{{"Account", "alex"}, {"Service", "eap.wlan"}, {"Label", "Campus"},
                                {"Description", "802.1X Password"}, {"Password", "pw"}};
   const std::vector<Arg> isrgByName{{"CertLabel", "ISRG Root X1"}, {"Thumbprint", isrg.thumbprint}};
   const std::vector<Arg> amazonByName{{"CertLabel", "Amazon Root CA 1"}, {"Thumbprint", amazon.thumbprint}};
-  return {
+  // Ends with the keychain as it began, so that a second run takes the same paths.
+  const std::pair<const char*, std::vector<Arg>> requests[] = {
       {"createsystemkeychainentry", entry},
       {"createsystemkeychainentry", entry},
       {"createsystemkeychainentry", {{"Account", "alex"}}},
@@ -49,38 +48,33 @@ std::vector<std::pair<std::string, std::vector<Arg>>> session() {
       {"installsystemcacertwithsecuritycmd", {}},
       {"deletesystemcert", amazonByName},
   };
-}
-
-// One router's life with a client that sends every request of the session.
-void run(const std::string& service, const std::vector<std::pair<std::string, std::vector<Arg>>>& requests) {
-  Logger logger;
-  Logger* log = &logger;
-  XpcCommandHandler router(&logger);
-  XpcCommandHandler* handler = &router;
-  ServiceLoopback loopback(service, ^(xpc_connection_t peer, xpc_object_t message) {
-    log->setXpcConnection(peer);
-    handler->handleCommand(peer, message);
-  });
-  XpcTestClient client(service);
-  for (const auto& [command, args] : requests) {
-    EXPECT_EQ(xpc_get_type(client.send(makeRequest(command, args).get()).get()), XPC_TYPE_DICTIONARY) << command;
-  }
-  // As the helper does on a peer's last event: the runtime frees the peer after it.
-  logger.setXpcConnection(nullptr);
-}
-
-TEST(KeychainNoLeaksTest, EveryCommandReleasesWhatItMade) {
-  auto requests = session();
   long xpcBefore = emu_xpc_live_objects();
-  // Connection teardown finishes on the runtime's queues.
-  auto xpcSettled = [&] { return eventually([&] { return emu_xpc_live_objects() == xpcBefore; }); };
+  long cfBefore = 0;
   // The first run lets the framework make what it keeps for the process.
-  run("test.keychain.warmup", requests);
-  ASSERT_TRUE(xpcSettled()) << emu_xpc_live_objects() - xpcBefore << " XPC objects left behind";
-  long cfBefore = emu_cf_live_objects();
-  run("test.keychain.leaks", requests);
+  for (const char* service : {"test.keychain.warmup", "test.keychain.leaks"}) {
+    cfBefore = emu_cf_live_objects();
+    {
+      // One router's life with a client that sends every request of the session.
+      Logger logger;
+      Logger* log = &logger;
+      XpcCommandHandler router(&logger);
+      XpcCommandHandler* handler = &router;
+      ServiceLoopback loopback(service, ^(xpc_connection_t peer, xpc_object_t message) {
+        log->setXpcConnection(peer);
+        handler->handleCommand(peer, message);
+      });
+      XpcTestClient client(service);
+      for (const auto& [command, args] : requests) {
+        EXPECT_EQ(xpc_get_type(client.send(makeRequest(command, args).get()).get()), XPC_TYPE_DICTIONARY) << command;
+      }
+      // As the helper does on a peer's last event: the runtime frees the peer after it.
+      logger.setXpcConnection(nullptr);
+    }
+    // Connection teardown finishes on the runtime's queues.
+    EXPECT_TRUE(eventually([&] { return emu_xpc_live_objects() == xpcBefore; }))
+        << emu_xpc_live_objects() - xpcBefore << " XPC objects left behind by " << service;
+  }
   EXPECT_EQ(emu_cf_live_objects(), cfBefore) << "CF objects outlived the session";
-  EXPECT_TRUE(xpcSettled()) << emu_xpc_live_objects() - xpcBefore << " XPC objects left behind";
 }
 
 }  // namespace
