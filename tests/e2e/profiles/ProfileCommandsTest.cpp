@@ -10,7 +10,8 @@ using namespace profiletest;
 
 namespace {
 
-using Owners = std::map<std::string, std::vector<std::string>>;
+constexpr char kStore[] = "/var/db/ConfigurationProfiles/Store/ConfigProfiles.plist";
+constexpr char kDump[] = "/tmp/profiledump.txt";
 
 Arg ssid(const std::string& name) { return Arg::data("SSID", name + std::string(1, '\0')); }
 
