@@ -82,6 +82,7 @@ TEST_F(ProfileCommandsTest, OnlyTheOwnersProfilesForThatNetworkAreRemoved) {
   EXPECT_TRUE(deleteFor("Campus-Secure", "alex"));
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Found the SSID 'Campus-Secure' for the profile 'Campus-Secure Wi-Fi'."}));
+  EXPECT_TRUE(contains(lines, {5, "Located the SSID string of : Lab-5G"}));
   EXPECT_TRUE(contains(lines, {5, "Found the SSID 'Lab-5G' for the profile 'Lab Networks'."}));
   EXPECT_FALSE(contains(lines, {5, "Found the SSID 'Lab-2G' for the profile 'Lab Networks'."}));
   EXPECT_TRUE(contains(lines, {5, "Found a match for the user name and SSID 'Campus-Secure'.  Attempting to delete "
