@@ -113,12 +113,6 @@ TEST_F(ProfileCommandsTest, AProfileWithoutADisplayNameFailsTheWholeListing) {
   EXPECT_TRUE(contains(lines, {4, "Unable to read the existing configuration profile information!"}));
   EXPECT_EQ(installedProfiles(), (Owners{{"_computerlevel", {kCampusId, kUnnamedId}}}));
   EXPECT_TRUE(dumpRemoved());
-
-  // Whoever owns it, the line names the machine's array.
-  ASSERT_EQ(profiles({"-R", "-p", kUnnamedId}).status, 0);
-  install(kUnnamed, "alex");
-  EXPECT_TRUE(helper.fails("deleteprofilesforssid", {ssid("Campus-Secure"), {"Username", "_computerlevel"}}));
-  EXPECT_TRUE(helper.logged(4, "Unable to get profile information at index 0 in the _computerlevel array!"));
 }
 
 TEST_F(ProfileCommandsTest, AFailedListingOrRemovalIsAFailureAndTheDumpStillGoes) {
