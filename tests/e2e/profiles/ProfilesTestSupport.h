@@ -1,6 +1,9 @@
 #pragma once
-// What the profile tests share: the fixtures, the fake Mac's profiles tool,
-// and the system state that installing a profile changes.
+// What the profile tests share: the fixtures, and the fake Mac's profiles
+// tool with the profiles it has installed.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -33,21 +36,35 @@ constexpr char kLabId[] = "edu.example.onboarding.lab";
 constexpr char kRootCaId[] = "edu.example.onboarding.root-ca";
 constexpr char kUnnamedId[] = "edu.example.onboarding.workshop";
 
-constexpr char kStore[] = "/var/db/ConfigurationProfiles/Store/ConfigProfiles.plist";
-constexpr char kDump[] = "/tmp/profiledump.txt";
-constexpr char kSystemKeychain[] = "/Library/Keychains/System.keychain";
-constexpr char kAdminTrust[] = "/Library/Security/Trust Settings/Admin.plist";
+using Owners = std::map<std::string, std::vector<std::string>>;
 
 // /usr/bin/profiles with the arguments.
-ProcessResult profiles(std::vector<std::string> arguments);
+inline ProcessResult profiles(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), "/usr/bin/profiles");
+  return ChildProcess::run(arguments);
+}
+
 // Installs a fixture for the machine, or for the user.
-void install(const std::string& file, const std::string& user = "");
+inline void install(const std::string& file, const std::string& user = "") {
+  ProcessResult run = user.empty() ? profiles({"-i", "-F", file}) : profiles({"-I", "-U", user, "-F", file});
+  ASSERT_EQ(run.status, 0) << run.err;
+}
 
 // The installed profiles' identifiers by owner, as the tool lists them.
-std::map<std::string, std::vector<std::string>> installedProfiles();
-// The labels of the System keychain's certificates.
-std::vector<std::string> systemCertificates();
-// How many certificates the admin trust settings hold.
-size_t adminTrustedCount();
+inline Owners installedProfiles() {
+  const char listing[] = "/tmp/listing.plist";
+  ProcessResult run = profiles({"-P", "-o", listing});
+  EXPECT_EQ(run.status, 0) << run.err;
+  Plist dump(listing);
+  Owners owners;
+  for (const std::string& owner : dump.keysAt({})) {
+    auto list = static_cast<CFArrayRef>(dump.at({owner}));
+    for (CFIndex i = 0; i < CFArrayGetCount(list); ++i) {
+      owners[owner].push_back(utf8(valueAt(CFArrayGetValueAtIndex(list, i), "ProfileIdentifier")));
+    }
+  }
+  unlink(listing);
+  return owners;
+}
 
 }  // namespace profiletest

@@ -48,19 +48,16 @@ TEST_F(MobileConfigHelperTest, AProfileSignedOrNotYieldsItsDocumentAndItsNetwork
   EXPECT_TRUE(log.saw(5, "Loading secondary configuration file from : " + kCampusSecure));
 
   // The envelope's bytes before and after the document are left behind.
-  xpc::MobileConfigHelper fromSigned(log.logger());
-  ASSERT_TRUE(fromSigned.loadMobileConfig(kSignedCampusSecure));
-  ASSERT_TRUE(fromSigned.stripMobileconfigData());
-  EXPECT_EQ(fromSigned.getMobileconfigText(), document);
+  EXPECT_EQ(cutOut(kSignedCampusSecure), document);
 
-  ASSERT_TRUE(fromSigned.loadMobileConfigFromString(fromSigned.getMobileconfigText()));
+  ASSERT_TRUE(helper.loadMobileConfigFromString(helper.getMobileconfigText()));
   std::vector<LogLine> lines = log.take();
   EXPECT_TRUE(contains(lines, {5, "Mobileconfig data looks valid."}));
   EXPECT_TRUE(contains(lines, {5, "--- Found a network profile block.. Getting data..."}));
   EXPECT_TRUE(contains(lines, {5, "Adding EAP method 25 to our EAP type list."}));
   // The certificate payload has no EAP configuration and makes no record.
-  ASSERT_EQ(fromSigned.getProfiles().size(), 1u);
-  const ConfigurationProfileData& network = fromSigned.getProfiles()[0];
+  ASSERT_EQ(helper.getProfiles().size(), 1u);
+  const ConfigurationProfileData& network = helper.getProfiles()[0];
   EXPECT_EQ(network.getSsidName(), "Campus-Secure");
   EXPECT_EQ(network.getPayloadUuid(), "0D9C8B7A-6E5F-4D3C-B2A1-0F9E8D7C6B5A");
   EXPECT_EQ(network.getIdentifier(), "com.apple.wifi.managed.0D9C8B7A-6E5F-4D3C-B2A1-0F9E8D7C6B5A");
