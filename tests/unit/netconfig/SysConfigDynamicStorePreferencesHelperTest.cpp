@@ -1,6 +1,5 @@
 // The live-state readers no command reaches, the service lookup by name, and
 // a DHCP renew that reaches the interface layer and is refused there.
-#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -111,9 +110,7 @@ TEST_F(SysConfigDynamicStorePreferencesHelperTest, DhcpRenewIsRefusedForAService
   log.take();
   EXPECT_FALSE(store.requestDhcpRenew("en7"));
   std::vector<LogLine> lines = log.take();
-  EXPECT_NE(std::find(lines.begin(), lines.end(),
-                      LogLine{4, "Unable to request a DHCP release/renew on interface 'en7'!"}),
-            lines.end());
+  EXPECT_TRUE(contains(lines, {4, "Unable to request a DHCP release/renew on interface 'en7'!"}));
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.back().level, 4);
   EXPECT_EQ(lines.back().text.rfind("    Error : ", 0), 0u) << lines.back().text;
