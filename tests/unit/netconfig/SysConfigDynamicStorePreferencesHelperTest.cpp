@@ -42,7 +42,6 @@ TEST_F(SysConfigDynamicStorePreferencesHelperTest, TypedReadsCheckWhatTheStoreHo
   EXPECT_TRUE(store.getBoolFromDynamicStore(kIPv4, "Active", active));
   EXPECT_TRUE(active);
 
-  log.take();
   const std::pair<std::function<bool()>, const char*> failures[] = {
       {[&] { return !store.getStringFromDynamicStore(kIPv4, "Addresses").empty(); },
        "Value requested from the dynamic system configuration provider was not a string!"},
@@ -92,7 +91,6 @@ TEST_F(SysConfigDynamicStorePreferencesHelperTest, ServicesAreFoundByTheirExactN
   const char stranger[] = "00000000-0000-0000-0000-000000000000";
   storeDynamic(std::string("Setup:/Network/Service/") + stranger, cfdictionary().get());
   storeDynamic(std::string("Setup:/Network/Service/") + kOfficeBridge, cfdictionary().get());
-  log.take();
   EXPECT_EQ(store.getNetworkServiceId("Thunderbolt Bridge"), kOfficeBridge);
   EXPECT_TRUE(log.saw(4, std::string("Failed to get interface data for interface with a UUID of '") + stranger +
                              "'.  An interface may be missing from our list."));
@@ -107,7 +105,6 @@ TEST_F(SysConfigDynamicStorePreferencesHelperTest, DhcpRenewIsRefusedForAService
                                  {"Type", ethernet.get()},
                                  {"UserDefinedName", name.get()}})
                        .get());
-  log.take();
   EXPECT_FALSE(store.requestDhcpRenew("en7"));
   std::vector<LogLine> lines = log.take();
   EXPECT_TRUE(contains(lines, {4, "Unable to request a DHCP release/renew on interface 'en7'!"}));

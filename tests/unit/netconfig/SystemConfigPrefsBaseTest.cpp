@@ -58,7 +58,6 @@ TEST_F(SystemConfigPrefsBaseTest, ABindingIsKeptUntilAnotherProtocolIsAsked) {
 TEST_F(SystemConfigPrefsBaseTest, AnUnboundSessionRefusesProtocolWork) {
   SystemConfigPrefsBase session(log.logger(), false);
   EXPECT_FALSE(session.acquireProtocolHandle("11111111-2222-3333-4444-555555555555", kSCNetworkProtocolTypeProxies));
-  log.take();
   CFDictionaryRef settings = nullptr;
   bool enabled = false;
   EXPECT_FALSE(session.getProtocolSettings(&settings));
