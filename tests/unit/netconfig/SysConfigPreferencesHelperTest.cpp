@@ -78,7 +78,8 @@ TEST_F(SysConfigPreferencesHelperTest, AKeyIsRemovedFromTheSessionOnly) {
 
   // The joined text is a key of the preferences, not a path into them.
   EXPECT_FALSE(prefs.deleteKeyAtConfigPath(servicePath(kWiFi, "Interface"), "UserDefinedName"));
-  EXPECT_TRUE(sawPrefix(log, 4, "Unable to remove a configuration setting!  Error : "));
+  EXPECT_TRUE(log.saw(4, "Unable to remove a configuration setting!  Error : The operation couldn\u2019t be "
+                         "completed. (com.apple.SystemConfiguration error 1004 - No such key)"));
   EXPECT_FALSE(prefs.deleteKeyAtConfigPath("Custom", ""));
   EXPECT_TRUE(log.saw(4, "The values passed to get information from the configuration provider was empty while "
                          "trying to delete a setting!"));
