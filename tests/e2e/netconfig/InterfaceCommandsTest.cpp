@@ -219,8 +219,6 @@ TEST_F(InterfaceCommandsTest, MissingArgumentsGetTheirCommandsErrorText) {
        "There was no interface name provided while trying to change the up/down state of an interface!"},
       {"dhcprenew", {}, "There was no interface name provided while trying to a DHCP release/renew on the interface!"},
       {"", {}, "No command was provided while attempting to handle system configuration settings!"},
-      {"commitmobileconfig", {{"AsSystemProfile", true}},
-       "Invalid data provided while trying to commit the profile to the OS!"},
   };
   std::string before = fileBytes(kPreferencesPlist);
   for (const Case& c : cases) {

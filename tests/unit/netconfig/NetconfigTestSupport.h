@@ -24,11 +24,3 @@ inline void storeDynamic(const std::string& key, CFPropertyListRef value) {
   auto store = adopt(SCDynamicStoreCreate(nullptr, CFSTR("test"), nullptr, nullptr));
   ASSERT_TRUE(SCDynamicStoreSetValue(store.get(), cfstring(key).get(), value)) << key;
 }
-
-// Whether some line at `level` begins with `prefix`; forgets them all.
-inline bool sawPrefix(LogCapture& log, int64_t level, const std::string& prefix) {
-  for (const LogLine& line : log.take()) {
-    if (line.level == level && line.text.rfind(prefix, 0) == 0) return true;
-  }
-  return false;
-}

@@ -25,7 +25,6 @@ TEST_F(ProxySettingHelperTest, ReadersReportEachModeAsStored) {
   EXPECT_EQ(enabled, 1);
 
   // Nothing on Ethernet: each mode reads as off, and says why.
-  log.take();
   ASSERT_TRUE(proxies.getManualProxyServer(kEthernet, server, port, enabled));
   EXPECT_EQ(enabled, 0);
   EXPECT_TRUE(log.saw(5, "The HTTPEnable setting wasn't found in our proxy configuration settings!  "
@@ -52,7 +51,6 @@ TEST_F(ProxySettingHelperTest, ReadersSeeWhatTheSettersWrote) {
   ASSERT_TRUE(proxies.getAutoDetectedProxy(kEthernet, enabled));
   EXPECT_EQ(enabled, 1);
   // "HTTPEnabled" is shared by the two automatic modes; the URL mode's own key is not there.
-  log.take();
   ASSERT_TRUE(proxies.getAutomaticProxyUrl(kEthernet, enabled, url));
   EXPECT_EQ(enabled, 0);
   EXPECT_TRUE(log.saw(5, "The auto-config by URL proxy setting wasn't found in the configuration.  "
@@ -62,7 +60,6 @@ TEST_F(ProxySettingHelperTest, ReadersSeeWhatTheSettersWrote) {
   ASSERT_TRUE(proxies.getAutomaticProxyUrl(kEthernet, enabled, url));
   EXPECT_EQ(enabled, 1);
   EXPECT_EQ(url, "http://wpad.example.net/p.pac");
-  log.take();
   ASSERT_TRUE(proxies.getAutoDetectedProxy(kEthernet, enabled));
   EXPECT_EQ(enabled, 0);
   EXPECT_TRUE(log.saw(5, "The auto-detected proxy setting wasn't found in the configuration.  "
@@ -94,7 +91,6 @@ TEST_F(ProxySettingHelperTest, DamagedSettingsAreReadFailures) {
     storePreferences(servicePath(kEthernet, "Proxies"), c.stored.get());
     std::string text;
     int number = 0, enabled = 0;
-    log.take();
     EXPECT_FALSE(c.manual ? proxies.getManualProxyServer(kEthernet, text, number, enabled)
                           : proxies.getAutomaticProxyUrl(kEthernet, enabled, text))
         << c.failure;
@@ -106,7 +102,6 @@ TEST_F(ProxySettingHelperTest, AServiceThatCannotBeReadIsNamed) {
   const char unknown[] = "11111111-2222-3333-4444-555555555555";
   ProxySettingHelper proxies(log.logger(), true);
   int enabled = 0;
-  log.take();
   EXPECT_FALSE(proxies.getAutoDetectedProxy(unknown, enabled));
   EXPECT_TRUE(log.saw(4, std::string("Unable to get proxy settings for interface with a UUID of '") + unknown + "'."));
 
