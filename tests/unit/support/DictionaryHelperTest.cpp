@@ -180,9 +180,9 @@ TEST_F(DictionaryHelperTest, LifecycleAndKeys) {
 
 TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListTypeInTheDictionarysOwnOrder) {
   auto inner = cfdictionary({{"Secure", kCFBooleanFalse}});
-  auto http = cfnumber(80LL), https = cfnumber(443LL);
-  const void* portNumbers[] = {http.get(), https.get()};
-  auto ports = adopt(CFArrayCreate(nullptr, portNumbers, 2, &kCFTypeArrayCallBacks));
+  auto http = cfnumber(80LL);
+  const void* portItems[] = {http.get(), inner.get()};
+  auto ports = adopt(CFArrayCreate(nullptr, portItems, 2, &kCFTypeArrayCallBacks));
   auto empty = adopt(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks));
   auto uuid = adopt(CFUUIDCreate(nullptr));
   auto data = cfdata(std::string("\xDE\xAD\x00\x0F", 4));
@@ -191,7 +191,7 @@ TEST_F(DictionaryHelperTest, TextDumpRendersEveryPropertyListTypeInTheDictionary
 
   const std::map<std::string, std::pair<CFTypeRef, std::string>> entries = {
       {"Name", {CFSTR("Office"), "Office\n"}},
-      {"Ports", {ports.get(), "Array {\n\t\t0 : 80\n\t\t1 : 443\n\t}\n"}},
+      {"Ports", {ports.get(), "Array {\n\t\t0 : 80\n\t\t1 : Dictionary {\n\t\t\tSecure = false\n\t\t}\n\t}\n"}},
       {"Options", {inner.get(), "Dictionary {\n\t\tSecure = false\n\t}\n"}},
       {"Enabled", {kCFBooleanTrue, "true\n"}},
       {"Key", {data.get(), "DEAD000F\n"}},

@@ -36,18 +36,6 @@ TEST_F(PlistManipulatorTest, SystemFilesComeBackUnchangedInBinaryForm) {
   }
 }
 
-// Editing and writing back a loaded file is what the system commands do, end to
-// end; here, every value of a real preference file has a rendering, dates included.
-TEST_F(PlistManipulatorTest, EveryValueOfARealPreferenceFileIsRendered) {
-  PlistManipulator plist(log.logger());
-  ASSERT_TRUE(plist.loadPlistFile(fixture("com.apple.SoftwareUpdate.plist")));
-  std::string dump = plist.toString();
-  EXPECT_NE(dump.find("\tLastSuccessfulDate = "), std::string::npos) << dump;
-  EXPECT_EQ(dump.find("Unexpected value type"), std::string::npos) << dump;
-  EXPECT_NE(dump.find("\t\t0 : Dictionary {\n"), std::string::npos) << dump;
-  EXPECT_NE(dump.find("\t\t\tDisplay Name = Safari\n"), std::string::npos) << dump;
-}
-
 TEST_F(PlistManipulatorTest, OneDocumentPerInstance) {
   PlistManipulator plist(log.logger());
   ASSERT_TRUE(plist.loadPlistFile(fixture("preferences.plist")));
