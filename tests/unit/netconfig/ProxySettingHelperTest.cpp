@@ -15,8 +15,8 @@ class ProxySettingHelperTest : public CFTest {
   LogCapture log;
 };
 
-TEST_F(ProxySettingHelperTest, ReadersReportEachModeAsStored) {
-  ProxySettingHelper proxies(log.logger(), true);
+TEST_F(ProxySettingHelperTest, ReadersReportEachModeAsStoredAndAsTheSettersWriteIt) {
+  ProxySettingHelper proxies(log.logger(), false);
   std::string server, url;
   int port = 0, enabled = -1;
   ASSERT_TRUE(proxies.getManualProxyServer(kOfficeEthernet, server, port, enabled));
@@ -41,16 +41,11 @@ TEST_F(ProxySettingHelperTest, ReadersReportEachModeAsStored) {
   EXPECT_EQ(enabled, 0);
   EXPECT_TRUE(log.saw(5, "The HTTPEnabled setting wasn't found in our proxy configuration settings!  "
                          "Returning that 'auto config by URL' proxy is disabled!"));
-}
 
-TEST_F(ProxySettingHelperTest, ReadersSeeWhatTheSettersWrote) {
-  ProxySettingHelper proxies(log.logger(), false);
-  std::string url;
-  int enabled = -1;
+  // "HTTPEnabled" is shared by the two automatic modes; each reader also wants its own key.
   ASSERT_TRUE(proxies.setAutoDetectedProxyEnabled(kEthernet, true));
   ASSERT_TRUE(proxies.getAutoDetectedProxy(kEthernet, enabled));
   EXPECT_EQ(enabled, 1);
-  // "HTTPEnabled" is shared by the two automatic modes; the URL mode's own key is not there.
   ASSERT_TRUE(proxies.getAutomaticProxyUrl(kEthernet, enabled, url));
   EXPECT_EQ(enabled, 0);
   EXPECT_TRUE(log.saw(5, "The auto-config by URL proxy setting wasn't found in the configuration.  "
