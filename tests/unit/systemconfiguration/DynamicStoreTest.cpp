@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "SCTestSupport.h"
 
 namespace {
@@ -70,20 +68,6 @@ TEST_F(DynamicStore, ApplyPublishesTheCommittedPreferencesToEveryProcess) {
   ASSERT_TRUE(SCPreferencesSetValue(prefs.get(), kSCPrefCurrentSet, automatic.get()));
   ASSERT_TRUE(SCPreferencesApplyChanges(prefs.get()));
   EXPECT_EQ(currentSet(), std::string("/Sets/") + kOffice);
-}
-
-TEST_F(DynamicStore, ReportsTheInterfacesOfTheRunningSystem) {
-  auto state = copyValue("State:/Network/Interface");
-  std::vector<std::string> names = texts(static_cast<CFArrayRef>(valueAt(state.get(), "Interfaces")));
-  for (const char* name : {"en0", "en1", "en2", "en3", "bridge0"}) {
-    EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
-  }
-  EXPECT_EQ(std::find(names.begin(), names.end(), "lo"), names.end());
-  auto link = copyValue("State:/Network/Interface/en0/Link");
-  CFTypeRef active = valueAt(link.get(), "Active");
-  ASSERT_NE(active, nullptr);
-  EXPECT_EQ(CFGetTypeID(active), CFBooleanGetTypeID());
-  EXPECT_EQ(keysMatching("State:/Network/Interface/[^/]+/Link").size(), names.size());
 }
 
 TEST_F(DynamicStore, ValuesSetInOneProcessAreSeenInAnother) {
