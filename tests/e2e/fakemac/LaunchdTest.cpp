@@ -8,16 +8,18 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <sstream>
 
 #include "ChildProcess.h"
 #include "Eventually.h"
 #include "Files.h"
-#include "ServiceClient.h"
 
 namespace fs = std::filesystem;
+using ::testing::AnyOf;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 namespace {
 
@@ -36,11 +38,6 @@ std::set<pid_t> processesRunning(const std::string& program) {
     }
   }
   return pids;
-}
-
-pid_t pidFromPong(const std::optional<std::string>& reply) {
-  if (!reply || reply->rfind("pong ", 0) != 0) return 0;
-  return std::stoi(reply->substr(5));
 }
 
 // State letter and parent pid from /proc/PID/stat; state 0 when gone.
@@ -73,6 +70,27 @@ class OnDemandTest : public ::testing::Test {
     ProcessResult installed = ChildProcess::run({SMJOBBLESS_PATH, STUB_PATH});
     ASSERT_EQ(installed.status, 0) << installed.err;
   }
+
+  // The job's reply on a connection of its own; nullopt when refused or not
+  // answered. `error` gets what the client printed.
+  static std::optional<std::string> send(const std::string& request, std::string* error = nullptr) {
+    ProcessResult result = ChildProcess::run({STUB_PATH, "--send", kLabel, request});
+    if (error != nullptr) *error = result.err;
+    if (result.status != 0) return std::nullopt;
+    return result.out.substr(0, result.out.find('\n'));
+  }
+
+  static pid_t ping() {
+    auto reply = send("ping");
+    return reply && reply->rfind("pong ", 0) == 0 ? std::stoi(reply->substr(5)) : 0;
+  }
+
+  // The stub started by hand finds the service's lock held.
+  static void expectServiceTaken() {
+    ProcessResult byHand = ChildProcess::run({STUB_PATH});
+    EXPECT_EQ(byHand.status, 3) << byHand.err;
+    EXPECT_THAT(byHand.err, HasSubstr("taken"));
+  }
 };
 
 // launchd blocks and ignores signals for itself; what it starts (this test
@@ -82,24 +100,25 @@ TEST(LaunchdTest, IsTheFakeMacsInitAndStartsProgramsWithDefaultSignalHandling) {
   for (const char* field : {"SigBlk", "SigIgn"}) EXPECT_EQ(signalMask("self", field), 0u) << field;
 }
 
-TEST_F(OnDemandTest, HoldsTheServiceWithoutStartingTheJob) {
+// launchd holds the service, socket and lock, before the job runs and while
+// it runs; the first connection starts the job as its child.
+TEST_F(OnDemandTest, FirstConnectionStartsTheJobAsLaunchdsChild) {
   struct stat st;
   ASSERT_EQ(stat(kSocket.c_str(), &st), 0);
   EXPECT_TRUE(S_ISSOCK(st.st_mode));
   EXPECT_TRUE(processesRunning(kProgram).empty());
-}
+  expectServiceTaken();
 
-TEST_F(OnDemandTest, FirstConnectionStartsTheJobAsLaunchdsChild) {
-  pid_t pid = pidFromPong(ServiceClient::once(kLabel, "ping"));
+  pid_t pid = ping();
   ASSERT_GT(pid, 0);
   EXPECT_EQ(processesRunning(kProgram), std::set<pid_t>{pid});
   EXPECT_EQ(procStat(pid).second, 1);
   EXPECT_TRUE(launchdLogs(kLabel + ": started pid " + std::to_string(pid)));
+  expectServiceTaken();
 }
 
 TEST_F(OnDemandTest, JobInheritsTheListeningSocketAndNothingElse) {
-  ServiceClient client(kLabel);
-  auto env = client.request("env");
+  auto env = send("env");
   ASSERT_TRUE(env);
   int listener = -1;
   char variable[128] = "";
@@ -109,7 +128,7 @@ TEST_F(OnDemandTest, JobInheritsTheListeningSocketAndNothingElse) {
 
   // stdin/out/err, the listener, and the accepted connection: no lock file,
   // no launchd internals.
-  auto fds = client.request("fds");
+  auto fds = send("fds");
   ASSERT_TRUE(fds);
   std::istringstream list(fds->substr(4));
   std::set<int> open;
@@ -120,49 +139,34 @@ TEST_F(OnDemandTest, JobInheritsTheListeningSocketAndNothingElse) {
 }
 
 TEST_F(OnDemandTest, ExitedJobIsStartedAfreshByTheNextConnection) {
-  ServiceClient first(kLabel);
-  pid_t firstPid = pidFromPong(first.request("ping"));
+  pid_t firstPid = ping();
   ASSERT_GT(firstPid, 0);
-  ASSERT_EQ(first.request("quit"), "bye");
+  ASSERT_EQ(send("quit"), "bye");
 
   // Connects while the first process may still be exiting: launchd must
   // not lose this client, it starts the next process for it.
-  pid_t secondPid = pidFromPong(ServiceClient::once(kLabel, "ping"));
+  pid_t secondPid = ping();
   ASSERT_GT(secondPid, 0);
   EXPECT_NE(secondPid, firstPid);
   EXPECT_TRUE(eventually([&] { return kill(firstPid, 0) != 0; })) << "first process not reaped";
   EXPECT_TRUE(launchdLogs(kLabel + ": pid " + std::to_string(firstPid) + " exited with status 0"));
 }
 
-TEST_F(OnDemandTest, SecondInstanceCannotTakeTheService) {
-  ProcessResult idle = ChildProcess::run({STUB_PATH});
-  EXPECT_EQ(idle.status, 3) << idle.err;
-  EXPECT_THAT(idle.err, HasSubstr("taken"));
-
-  ASSERT_GT(pidFromPong(ServiceClient::once(kLabel, "ping")), 0);
-  ProcessResult running = ChildProcess::run({STUB_PATH});
-  EXPECT_EQ(running.status, 3) << running.err;
-}
-
 TEST_F(OnDemandTest, RemovedHelperFailsCleanly) {
-  ServiceClient client(kLabel);
-  pid_t pid = pidFromPong(client.request("ping"));
+  pid_t pid = ping();
   ASSERT_GT(pid, 0);
-  ASSERT_EQ(client.request("quit"), "bye");
+  ASSERT_EQ(send("quit"), "bye");
   ASSERT_EQ(unlink(kProgram.c_str()), 0);
   ASSERT_EQ(unlink(kJobPlist.c_str()), 0);
 
   // Whether launchd has seen the removal yet or not, the client is turned
-  // away: refused at connect, or its connection closed. Never served, never
-  // left hanging until the timeout.
-  ServiceClient late(kLabel);
-  if (late.connectError() == 0) {
-    EXPECT_EQ(late.request("ping"), std::nullopt);
-  } else {
-    EXPECT_THAT(late.connectError(), ::testing::AnyOf(ENOENT, ECONNREFUSED));
-  }
+  // away: refused at connect, or its connection closed. Never served.
+  std::string error;
+  EXPECT_EQ(send("ping", &error), std::nullopt);
+  EXPECT_THAT(error, AnyOf(IsEmpty(), HasSubstr("No such file or directory"), HasSubstr("Connection refused")));
   EXPECT_TRUE(eventually([] { return access(kSocket.c_str(), F_OK) != 0; }));
-  EXPECT_EQ(ServiceClient(kLabel).connectError(), ENOENT);
+  EXPECT_EQ(send("ping", &error), std::nullopt);
+  EXPECT_THAT(error, HasSubstr("No such file or directory"));
   EXPECT_TRUE(eventually([&] { return kill(pid, 0) != 0; })) << "not reaped";
 }
 
@@ -171,7 +175,7 @@ TEST_F(OnDemandTest, ReinstalledHelperIsServedAgain) {
   ASSERT_TRUE(eventually([] { return access(kSocket.c_str(), F_OK) != 0; }));
   ProcessResult installed = ChildProcess::run({SMJOBBLESS_PATH, STUB_PATH});
   ASSERT_EQ(installed.status, 0) << installed.err;
-  EXPECT_GT(pidFromPong(ServiceClient::once(kLabel, "ping")), 0);
+  EXPECT_GT(ping(), 0);
 }
 
 TEST(CfprefsdTest, SurvivesHangupLikeTheRealOne) {

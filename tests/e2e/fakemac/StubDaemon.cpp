@@ -1,8 +1,7 @@
 // Stands in for the privileged helper in the fake Mac's own tests: it carries
 // the two embedded property lists the installer reads, and serves its Mach
-// service the way emu's XPC does: on the socket launchd hands over in
-// XPC_EMU_LISTENER_FDS or, started by hand, on its own socket once it holds
-// the service's lock (exit status 3 when it cannot).
+// service on the socket launchd hands over in XPC_EMU_LISTENER_FDS. Started
+// by hand it only tries the service's lock: exit status 3 when launchd holds it.
 //
 // One request per line: "ping" -> "pong PID", "env" -> the listener variable,
 // "fds" -> its open descriptors, "quit" -> "bye" and exit 0.
@@ -13,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -30,13 +30,6 @@ namespace {
 const char kService[] = "com.example.fakemac.stub";
 const char kRendezvous[] = "/var/run/xpc/";
 
-sockaddr_un addressOf(const std::string& name) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  snprintf(address.sun_path, sizeof address.sun_path, "%s%s", kRendezvous, name.c_str());
-  return address;
-}
-
 int inheritedListener() {
   const char* fds = getenv("XPC_EMU_LISTENER_FDS");
   std::string prefix = std::string(kService) + "=";
@@ -44,21 +37,15 @@ int inheritedListener() {
   return atoi(fds + prefix.size());
 }
 
-int ownListener() {
+int lockTaken() {
   std::string lock = std::string(kRendezvous) + kService + ".lock";
-  int lockFd = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (lockFd < 0 || flock(lockFd, LOCK_EX | LOCK_NB) != 0) {
-    fprintf(stderr, "%s: service is taken\n", kService);
-    exit(3);
+  int fd = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0) {
+    fprintf(stderr, "%s: not started by launchd\n", kService);
+    return 1;
   }
-  sockaddr_un address = addressOf(kService);
-  unlink(address.sun_path);
-  int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(fd, 8) != 0) {
-    perror("listen");
-    exit(1);
-  }
-  return fd;  // the lock stays held until exit
+  fprintf(stderr, "%s: service is taken\n", kService);
+  return 3;
 }
 
 std::string openFds() {
@@ -102,8 +89,13 @@ int serve(int listener) {
 }
 
 int send(const std::string& name, const std::string& request) {
-  sockaddr_un address = addressOf(name);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  snprintf(address.sun_path, sizeof address.sun_path, "%s%s", kRendezvous, name.c_str());
   int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  // A reply that never comes fails instead of hanging the test.
+  timeval patience{10, 0};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
     perror("connect");
     return 1;
@@ -122,5 +114,5 @@ int send(const std::string& name, const std::string& request) {
 int main(int argc, char** argv) {
   if (argc == 4 && !strcmp(argv[1], "--send")) return send(argv[2], argv[3]);
   int listener = inheritedListener();
-  return serve(listener >= 0 ? listener : ownListener());
+  return listener >= 0 ? serve(listener) : lockTaken();
 }

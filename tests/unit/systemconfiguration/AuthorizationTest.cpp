@@ -24,25 +24,6 @@ TEST_F(Authorization, RootGetsAReferenceThatMustBeFreed) {
   EXPECT_EQ(emu_cf_live_objects(), live + 1) << "the preferences session is still open";
   prefs.reset();
   EXPECT_EQ(emu_cf_live_objects(), live);
-
-  // Root is granted what it asks for; without a reference to fill, nothing is made.
-  AuthorizationItem item = {"system.preferences", 0, nullptr, 0};
-  AuthorizationRights rights = {1, &item};
-  EXPECT_EQ(AuthorizationCreate(&rights, nullptr, kAuthorizationFlagExtendRights, nullptr), errAuthorizationSuccess);
-  EXPECT_EQ(emu_cf_live_objects(), live);
-}
-
-TEST_F(Authorization, RefusesBadArguments) {
-  AuthorizationRef authorization = nullptr;
-  EXPECT_EQ(AuthorizationCreate(nullptr, nullptr, 1u << 30, &authorization), errAuthorizationInvalidFlags);
-  AuthorizationRights noItems = {1, nullptr};
-  EXPECT_EQ(AuthorizationCreate(&noItems, nullptr, kAuthorizationFlagDefaults, &authorization),
-            errAuthorizationInvalidSet);
-  EXPECT_EQ(authorization, nullptr);
-  EXPECT_EQ(AuthorizationFree(nullptr, kAuthorizationFlagDestroyRights), errAuthorizationInvalidRef);
-  EXPECT_EQ(AuthorizationFree(reinterpret_cast<AuthorizationRef>(const_cast<__CFString*>(CFSTR("not one"))),
-                              kAuthorizationFlagDefaults),
-            errAuthorizationInvalidRef);
 }
 
 }  // namespace
