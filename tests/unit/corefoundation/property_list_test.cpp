@@ -206,17 +206,6 @@ TEST_F(CFPropertyListTest, OnlyPropertyListObjectsCanBeWritten) {
   EXPECT_FALSE(CFPropertyListIsValid(cfnumber(1LL).get(), kCFPropertyListOpenStepFormat));
 }
 
-TEST_F(CFPropertyListTest, DeepCopiesHonourMutability) {
-  auto original = parse(fixture("network-preferences.plist").get(), kCFPropertyListImmutable);
-  auto copy = adopt(CFPropertyListCreateDeepCopy(nullptr, original.get(), kCFPropertyListMutableContainersAndLeaves));
-  ASSERT_TRUE(CFEqual(copy.get(), original.get()));
-  CFStringAppend(mut<CFMutableStringRef>(valueAt(copy.get(), "CurrentSet")), CFSTR("/x"));
-  CFDictionaryRemoveValue(mut<CFMutableDictionaryRef>(valueAt(copy.get(), "System")), CFSTR("Network"));
-  EXPECT_FALSE(CFEqual(copy.get(), original.get()));
-  EXPECT_NE(valueAt(original.get(), {"System", "Network"}), nullptr);
-  EXPECT_EQ(utf8(valueAt(original.get(), "CurrentSet")), "/Sets/6A1C5F0E-3B7D-4C2A-9E41-0D8F2B7A5C33");
-}
-
 TEST_F(CFPropertyListDeathTest, ImmutableOptionGivesImmutableContainersAndLeaves) {
   auto plist = parse(fixture("network-preferences.plist").get(), kCFPropertyListImmutable);
   EXPECT_DEATH(CFDictionarySetValue(mut<CFMutableDictionaryRef>(plist.get()), CFSTR("k"), CFSTR("v")), "immutable");
