@@ -79,15 +79,6 @@ TEST_F(XpcObjects, DictionaryValuesRoundTripAndAreHeldByTheDictionary) {
   xpc_release(list);
   EXPECT_EQ(xpc_get_type(xpc_dictionary_get_value(dict, "dict")), XPC_TYPE_DICTIONARY);
   xpc_release(dict);
-
-  // Create takes parallel keys and values, skipping nulls.
-  const char* keys[] = {"one", "none"};
-  xpc_object_t values[] = {xpc_int64_create(1), nullptr};
-  dict = xpc_dictionary_create(keys, values, 2);
-  xpc_release(values[0]);
-  EXPECT_EQ(xpc_dictionary_get_count(dict), 1u);
-  EXPECT_EQ(xpc_dictionary_get_int64(dict, "one"), 1);
-  xpc_release(dict);
 }
 
 TEST_F(XpcObjects, SettingNullRemovesAKeyAndOverwritingReleasesTheOldValue) {
