@@ -59,20 +59,4 @@ TEST_F(CFURLTest, FileStreamsReportPOSIXErrors) {
   EXPECT_EQ(CFErrorGetCode(adopt(CFWriteStreamCopyError(writer.get())).get()), 2);
 }
 
-TEST_F(CFURLTest, MemoryStreamsEndWithTheirLastByte) {
-  static const UInt8 kBytes[] = {'a', 'b', 'c'};
-  auto stream = adopt(CFReadStreamCreateWithBytesNoCopy(nullptr, kBytes, 3, kCFAllocatorNull));
-  ASSERT_TRUE(CFReadStreamOpen(stream.get()));
-  EXPECT_FALSE(CFReadStreamOpen(stream.get())) << "a stream opens once";
-  UInt8 buffer[2];
-  EXPECT_EQ(CFReadStreamRead(stream.get(), buffer, 2), 2);
-  EXPECT_EQ(CFReadStreamGetStatus(stream.get()), kCFStreamStatusOpen);
-  EXPECT_EQ(CFReadStreamRead(stream.get(), buffer, 2), 1);
-  EXPECT_EQ(buffer[0], 'c');
-  EXPECT_EQ(CFReadStreamGetStatus(stream.get()), kCFStreamStatusAtEnd);
-  EXPECT_EQ(CFReadStreamRead(stream.get(), buffer, 2), 0);
-  CFReadStreamClose(stream.get());
-  EXPECT_EQ(CFReadStreamGetStatus(stream.get()), kCFStreamStatusClosed);
-}
-
 }  // namespace
