@@ -1,4 +1,3 @@
-#include <cstdlib>
 #include <vector>
 
 #include "CFTestSupport.h"
@@ -7,7 +6,7 @@ namespace {
 
 using CFCollections = CFTest;
 
-TEST_F(CFCollections, AddSetAndReplaceDifferOnExistingKeys) {
+TEST_F(CFCollections, AddKeepsAndSetReplacesExistingValues) {
   auto dictionary = cfdictionary();
   auto first = cfstring("first"), second = cfstring("second");
   CFDictionaryAddValue(dictionary.get(), CFSTR("key"), first.get());
@@ -15,9 +14,7 @@ TEST_F(CFCollections, AddSetAndReplaceDifferOnExistingKeys) {
   EXPECT_EQ(CFDictionaryGetValue(dictionary.get(), CFSTR("key")), first.get()) << "Add keeps the existing value";
   EXPECT_EQ(CFGetRetainCount(second.get()), 1);
 
-  CFDictionaryReplaceValue(dictionary.get(), CFSTR("absent"), second.get());
-  EXPECT_FALSE(CFDictionaryContainsKey(dictionary.get(), CFSTR("absent"))) << "Replace never adds";
-  CFDictionaryReplaceValue(dictionary.get(), CFSTR("key"), second.get());
+  CFDictionarySetValue(dictionary.get(), CFSTR("key"), second.get());
   EXPECT_EQ(CFDictionaryGetValue(dictionary.get(), CFSTR("key")), second.get());
   EXPECT_EQ(CFGetRetainCount(first.get()), 1) << "the replaced value is released";
 
@@ -51,8 +48,6 @@ TEST_F(CFCollections, DictionariesEnumerateInInsertionOrder) {
       },
       &applied);
   EXPECT_EQ(applied, keysOf(dictionary.get()));
-  auto copy = adopt(CFDictionaryCreateCopy(nullptr, dictionary.get()));
-  EXPECT_EQ(keysOf(copy.get()), applied);
 }
 
 TEST_F(CFCollections, MutableCopiesAreIndependentShallowCopies) {
@@ -110,14 +105,6 @@ TEST_F(CFCollections, ArraysEditAndSearchWithinRanges) {
   EXPECT_TRUE(CFArrayContainsValue(array.get(), CFRangeMake(0, 4), CFSTR("en2")));
   CFArrayRemoveValueAtIndex(array.get(), 0);
   EXPECT_EQ(utf8(static_cast<CFStringRef>(CFArrayGetValueAtIndex(array.get(), 0))), "en1");
-
-  std::string joined;
-  CFArrayApplyFunction(array.get(), CFRangeMake(1, 2),
-                       [](const void *value, void *context) {
-                         *static_cast<std::string *>(context) += utf8(static_cast<CFStringRef>(value));
-                       },
-                       &joined);
-  EXPECT_EQ(joined, "en2en0");
 }
 
 TEST_F(CFCollections, WithoutCallbacksValuesAreOpaquePointers) {
@@ -138,19 +125,8 @@ TEST_F(CFCollections, DataBuffers) {
   CFDataAppendBytes(data.get(), CFDataGetBytePtr(data.get()), 2);
   auto copy = adopt(CFDataCreateCopy(nullptr, data.get()));
   CFDataGetMutableBytePtr(data.get())[0] = 0;
-  UInt8 bytes[2];
-  CFDataGetBytes(copy.get(), CFRangeMake(2, 2), bytes);
-  EXPECT_EQ(bytes[0], 0x1f);
   EXPECT_EQ(CFDataGetBytePtr(copy.get())[0], 0x1f);
-  EXPECT_EQ(CFDataGetLength(copy.get()), 4);
   EXPECT_NE(description(copy.get()).find("{length = 4, capacity = 4, bytes = 0x1f2e1f2e}"), std::string::npos);
-
-  static const UInt8 kStatic[] = {1, 2, 3};
-  auto borrowed = adopt(CFDataCreateWithBytesNoCopy(nullptr, kStatic, 3, kCFAllocatorNull));
-  EXPECT_EQ(CFDataGetBytePtr(borrowed.get()), kStatic);
-  auto *heap = static_cast<UInt8 *>(std::malloc(3));
-  auto owned = adopt(CFDataCreateWithBytesNoCopy(nullptr, heap, 3, kCFAllocatorMalloc));  // freed with the data
-  EXPECT_EQ(CFDataGetBytePtr(owned.get()), heap);
 }
 
 }  // namespace

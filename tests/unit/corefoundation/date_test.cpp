@@ -47,13 +47,9 @@ TEST_F(CFDateTest, StylesAreUSEnglishInTheLocalZone) {
 TEST_F(CFDateTest, DatesAndTheCurrentTime) {
   CFAbsoluteTime now = CFAbsoluteTimeGetCurrent();
   EXPECT_NEAR(now, static_cast<double>(std::time(nullptr)) - kCFAbsoluteTimeIntervalSince1970, 2.0);
-  auto earlier = adopt(CFDateCreate(nullptr, 795173213.589793));
-  auto later = adopt(CFDateCreate(nullptr, now));
-  EXPECT_EQ(CFDateGetAbsoluteTime(earlier.get()), 795173213.589793);
-  EXPECT_EQ(CFDateCompare(earlier.get(), later.get(), nullptr), kCFCompareLessThan);
-  EXPECT_DOUBLE_EQ(CFDateGetTimeIntervalSinceDate(later.get(), earlier.get()), now - 795173213.589793);
-  EXPECT_TRUE(CFEqual(earlier.get(), adopt(CFDateCreate(nullptr, 795173213.589793)).get()));
-  EXPECT_TRUE(CFEqual(CFLocaleGetIdentifier(adopt(CFLocaleCopyCurrent()).get()), CFSTR("en_US")));
+  auto date = adopt(CFDateCreate(nullptr, 795173213.589793));
+  EXPECT_EQ(CFDateGetAbsoluteTime(date.get()), 795173213.589793);
+  EXPECT_TRUE(CFEqual(date.get(), adopt(CFDateCreate(nullptr, 795173213.589793)).get()));
 }
 
 }  // namespace

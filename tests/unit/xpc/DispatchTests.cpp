@@ -57,37 +57,6 @@ TEST(Dispatch, ReleasedQueueFinishesItsPendingBlocks) {
   dispatch_release(done);
 }
 
-TEST(Dispatch, GlobalQueueRunsBlocksConcurrently) {
-  dispatch_queue_t global = dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0);
-  ASSERT_NE(global, nullptr);
-  // Two blocks that each wait for the other: they finish only if both run at once.
-  dispatch_semaphore_t first = dispatch_semaphore_create(0);
-  dispatch_semaphore_t second = dispatch_semaphore_create(0);
-  dispatch_semaphore_t finished = dispatch_semaphore_create(0);
-  std::atomic<int> metCount{0};
-  std::atomic<int>* met = &metCount;
-  dispatch_async(global, ^{
-    dispatch_semaphore_signal(first);
-    if (waitFor(second)) ++*met;
-    dispatch_semaphore_signal(finished);
-  });
-  dispatch_async(global, ^{
-    dispatch_semaphore_signal(second);
-    if (waitFor(first)) ++*met;
-    dispatch_semaphore_signal(finished);
-  });
-  EXPECT_TRUE(waitFor(finished));
-  EXPECT_TRUE(waitFor(finished));
-  EXPECT_EQ(metCount, 2);
-  // Process-wide queues ignore retain and release.
-  dispatch_release(global);
-  EXPECT_EQ(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 0), global);
-  EXPECT_EQ(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT, 1), nullptr);
-  dispatch_release(first);
-  dispatch_release(second);
-  dispatch_release(finished);
-}
-
 TEST(Dispatch, SemaphoreCountsSignalsAndTimesOutOnASaturatingClock) {
   EXPECT_EQ(dispatch_semaphore_create(-1), nullptr);
   dispatch_semaphore_t semaphore = dispatch_semaphore_create(1);

@@ -1,20 +1,11 @@
 #include "EchoService.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 
 #include "Eventually.h"
 
 namespace {
-
-void reply(xpc_object_t request, const std::function<void(xpc_object_t)>& fill) {
-  xpc_object_t answer = xpc_dictionary_create_reply(request);
-  if (!answer) return;
-  fill(answer);
-  xpc_connection_send_message(xpc_dictionary_get_remote_connection(request), answer);
-  xpc_release(answer);
-}
 
 void sendLines(xpc_connection_t peer, int64_t count, const char* key, int64_t sender) {
   for (int64_t i = 0; i < count; ++i) {
@@ -43,26 +34,25 @@ void burst(xpc_connection_t peer, int64_t senders, int64_t count) {
 
 void handleMessage(xpc_connection_t peer, xpc_object_t message, EchoService::State& state) {
   const char* op = xpc_get_type(message) == XPC_TYPE_DICTIONARY ? xpc_dictionary_get_string(message, "op") : nullptr;
+  std::string name = op ? op : "";
+  xpc_object_t answer = xpc_dictionary_create_reply(message);  // null unless the sender waits for one
   if (!op) {
-    std::string stray = xpc_type_get_name(xpc_get_type(message));
-    if (xpc_object_t unsent = xpc_dictionary_create_reply(message)) {
-      stray += " awaiting reply";
-      xpc_release(unsent);
-    }
     std::lock_guard<std::mutex> lock(state.mu);
-    state.strays.push_back(stray);
+    state.strays.push_back(xpc_type_get_name(xpc_get_type(message)) + std::string(answer ? " awaiting reply" : ""));
     dispatch_semaphore_signal(state.changed);
-  } else if (std::strcmp(op, "echo") == 0) {
-    reply(message, [&](xpc_object_t r) { xpc_dictionary_set_value(r, "value", xpc_dictionary_get_value(message, "value")); });
-  } else if (std::strcmp(op, "stream") == 0) {
+  } else if (name == "stream") {
     sendLines(peer, xpc_dictionary_get_int64(message, "count"), "line", -1);
-    reply(message, [](xpc_object_t r) { xpc_dictionary_set_bool(r, "done", true); });
-  } else if (std::strcmp(op, "burst") == 0) {
+  } else if (name == "burst") {
     burst(peer, xpc_dictionary_get_int64(message, "senders"), xpc_dictionary_get_int64(message, "count"));
-    reply(message, [](xpc_object_t r) { xpc_dictionary_set_bool(r, "done", true); });
-  } else if (std::strcmp(op, "exit") == 0) {
+  } else if (name == "exit") {
     std::exit(0);
   }
+  if (answer && (name == "echo" || name == "stream" || name == "burst")) {
+    if (name == "echo") xpc_dictionary_set_value(answer, "value", xpc_dictionary_get_value(message, "value"));
+    else xpc_dictionary_set_bool(answer, "done", true);
+    xpc_connection_send_message(peer, answer);
+  }
+  if (answer) xpc_release(answer);
 }
 
 void acceptPeer(xpc_connection_t peer, std::shared_ptr<EchoService::State> state) {

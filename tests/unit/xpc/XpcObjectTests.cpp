@@ -3,19 +3,11 @@
 #include <xpc/xpc.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
 
 namespace {
-
-std::string describe(xpc_object_t object) {
-  char* text = xpc_copy_description(object);
-  std::string result = text;
-  std::free(text);
-  return result;
-}
 
 class XpcObjects : public ::testing::Test {
  protected:
@@ -68,6 +60,7 @@ TEST_F(XpcObjects, DictionaryValuesRoundTripAndAreHeldByTheDictionary) {
   EXPECT_EQ(xpc_dictionary_get_int64(dict, "i"), INT64_MIN);
   EXPECT_EQ(xpc_dictionary_get_uint64(dict, "u"), UINT64_MAX);
   EXPECT_TRUE(xpc_dictionary_get_bool(dict, "b"));
+  EXPECT_EQ(xpc_dictionary_get_value(dict, "b"), XPC_BOOL_TRUE);
   EXPECT_EQ(xpc_dictionary_get_double(dict, "d"), -2.5);
   size_t length = 0;
   const void* data = xpc_dictionary_get_data(dict, "data", &length);
@@ -85,15 +78,6 @@ TEST_F(XpcObjects, DictionaryValuesRoundTripAndAreHeldByTheDictionary) {
   xpc_release(inner);
   xpc_release(list);
   EXPECT_EQ(xpc_get_type(xpc_dictionary_get_value(dict, "dict")), XPC_TYPE_DICTIONARY);
-  xpc_release(dict);
-
-  // Create takes parallel keys and values, skipping nulls.
-  const char* keys[] = {"one", "none"};
-  xpc_object_t values[] = {xpc_int64_create(1), nullptr};
-  dict = xpc_dictionary_create(keys, values, 2);
-  xpc_release(values[0]);
-  EXPECT_EQ(xpc_dictionary_get_count(dict), 1u);
-  EXPECT_EQ(xpc_dictionary_get_int64(dict, "one"), 1);
   xpc_release(dict);
 }
 
@@ -133,20 +117,13 @@ TEST_F(XpcObjects, ApplyVisitsEveryEntryUntilTheApplierStops) {
   xpc_release(dict);
 }
 
+// Retaining and releasing the constants is harmless however unbalanced.
 TEST_F(XpcObjects, BooleansAreTheExportedConstants) {
-  xpc_object_t yes = xpc_bool_create(true);
-  xpc_object_t no = xpc_bool_create(false);
+  xpc_object_t yes = xpc_bool_create(true), no = xpc_bool_create(false);
   EXPECT_EQ(yes, XPC_BOOL_TRUE);
   EXPECT_EQ(no, XPC_BOOL_FALSE);
-  EXPECT_TRUE(xpc_bool_get_value(yes));
   EXPECT_FALSE(xpc_bool_get_value(no));
-  EXPECT_EQ(xpc_get_type(yes), XPC_TYPE_BOOL);
-
-  xpc_object_t dict = xpc_dictionary_create_empty();
-  xpc_dictionary_set_bool(dict, "flag", true);
-  EXPECT_EQ(xpc_dictionary_get_value(dict, "flag"), XPC_BOOL_TRUE);
-  xpc_release(dict);
-  // Retaining and releasing the constants is harmless however unbalanced.
+  EXPECT_EQ(xpc_get_type(no), XPC_TYPE_BOOL);
   xpc_release(xpc_retain(yes));
   xpc_release(yes);
   xpc_release(no);
@@ -164,7 +141,6 @@ TEST_F(XpcObjects, ErrorsAreReadOnlyDictionariesWithMacOSDescriptions) {
     EXPECT_EQ(xpc_get_type(error), XPC_TYPE_ERROR);
     EXPECT_STREQ(xpc_dictionary_get_string(error, XPC_ERROR_KEY_DESCRIPTION), e.text);
     EXPECT_EQ(xpc_dictionary_get_count(error), 1u);
-    EXPECT_NE(describe(error).find(std::string("contents = \"") + e.text + "\""), std::string::npos);
   }
 }
 
@@ -186,14 +162,6 @@ TEST_F(XpcObjects, ScalarsLiveUntilTheLastReleaseAndReadAsDefaultsAsOtherTypes) 
   xpc_object_t number = xpc_int64_create(5);
   EXPECT_EQ(xpc_string_get_string_ptr(number), nullptr);
   xpc_release(number);
-
-  // Data copies out what lies in range.
-  xpc_object_t data = xpc_data_create("abcdef", 6);
-  char buffer[8] = {};
-  EXPECT_EQ(xpc_data_get_bytes(data, buffer, 4, sizeof buffer), 2u);
-  EXPECT_EQ(std::string(buffer, 2), "ef");
-  EXPECT_EQ(xpc_data_get_bytes(data, buffer, 6, sizeof buffer), 0u);
-  xpc_release(data);
 }
 
 TEST_F(XpcObjects, ArraysKeepOrderAndReplaceInPlace) {
@@ -209,59 +177,11 @@ TEST_F(XpcObjects, ArraysKeepOrderAndReplaceInPlace) {
   EXPECT_EQ(xpc_array_get_string(array, 1), nullptr);
   EXPECT_EQ(xpc_int64_get_value(xpc_array_get_value(array, 1)), 1);
 
-  __block std::string order;
-  EXPECT_TRUE(xpc_array_apply(array, ^bool(size_t index, xpc_object_t value) {
-    order += std::to_string(index) + xpc_type_get_name(xpc_get_type(value));
-    return true;
-  }));
-  EXPECT_EQ(order, "0string1int64");
-
   xpc_object_t items[] = {array, array};
   xpc_object_t nested = xpc_array_create(items, 2);
   xpc_release(array);
   EXPECT_EQ(xpc_array_get_count(xpc_array_get_value(nested, 1)), 2u);
   xpc_release(nested);
-}
-
-TEST_F(XpcObjects, EqualityIsByValueAndImpliesEqualHashes) {
-  auto make = [](bool reversed) {
-    xpc_object_t dict = xpc_dictionary_create_empty();
-    xpc_dictionary_set_string(dict, reversed ? "b" : "a", reversed ? "2" : "1");
-    xpc_dictionary_set_string(dict, reversed ? "a" : "b", reversed ? "1" : "2");
-    return dict;
-  };
-  xpc_object_t a = make(false);
-  xpc_object_t b = make(true);
-  EXPECT_TRUE(xpc_equal(a, b));
-  EXPECT_EQ(xpc_hash(a), xpc_hash(b));
-
-  xpc_dictionary_set_string(b, "a", "changed");
-  EXPECT_FALSE(xpc_equal(a, b));
-  xpc_object_t signedOne = xpc_int64_create(1);
-  xpc_object_t unsignedOne = xpc_uint64_create(1);
-  EXPECT_FALSE(xpc_equal(signedOne, unsignedOne));
-  xpc_release(signedOne);
-  xpc_release(unsignedOne);
-  xpc_release(a);
-  xpc_release(b);
-}
-
-TEST_F(XpcObjects, DescriptionsNestInMacOSShape) {
-  xpc_object_t dict = xpc_dictionary_create_empty();
-  xpc_dictionary_set_string(dict, "name", "value");
-  xpc_object_t inner = xpc_dictionary_create_empty();
-  xpc_dictionary_set_int64(inner, "n", -3);
-  xpc_dictionary_set_value(dict, "inner", inner);
-  xpc_release(inner);
-
-  std::string text = describe(dict);
-  EXPECT_EQ(text.rfind("<dictionary: 0x", 0), 0u) << text;
-  EXPECT_NE(text.find("count = 2,"), std::string::npos) << text;
-  EXPECT_NE(text.find("\t\"name\" => <string: 0x"), std::string::npos) << text;
-  EXPECT_NE(text.find("{ length = 5, contents = \"value\" }"), std::string::npos) << text;
-  EXPECT_NE(text.find("\t\t\"n\" => <int64: 0x"), std::string::npos) << text;
-  EXPECT_NE(text.find(">: -3\n\t}\n"), std::string::npos) << text;
-  xpc_release(dict);
 }
 
 }  // namespace
