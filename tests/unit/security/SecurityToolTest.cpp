@@ -30,7 +30,8 @@ TEST_F(SecurityTool, AddTrustedCertPutsTheCertificateInTheSystemKeychainWithAdmi
   ASSERT_EQ(storedItems().size(), 1u);
   EXPECT_EQ(utf8(valueAt(storedItems()[0].get(), "labl")), "ISRG Root X1");
 
-  auto certificate = certificateFrom(openssl(kISRGRootX1).der);
+  Certificate isrg(kISRGRootX1);
+  auto certificate = certificateFrom(isrg.der);
   xpc::CFRef<CFArrayRef> settings;
   ASSERT_EQ(
       SecTrustSettingsCopyTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin, settings.initializeInto()),
@@ -38,12 +39,12 @@ TEST_F(SecurityTool, AddTrustedCertPutsTheCertificateInTheSystemKeychainWithAdmi
   EXPECT_EQ(CFArrayGetCount(settings.get()), 3);
 
   // Again, and from DER: the same certificate, still once.
-  writeFile("/tmp/isrg.cer", openssl(kISRGRootX1).der);
+  writeFile("/tmp/isrg.cer", isrg.der);
   EXPECT_EQ(security(helperInstall("/tmp/isrg.cer")).status, 0);
   EXPECT_EQ(storedItems().size(), 1u);
 
   // The user domain by default, and no keychain unless one is named.
-  run = security({"add-trusted-cert", "-k", "/Library/Keychains/System.keychain", pemFile(kGoDaddyClass2)});
+  run = security({"add-trusted-cert", "-k", kSystemKeychain, pemFile(kGoDaddyClass2)});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(storedItems().size(), 2u);
 }
@@ -113,7 +114,7 @@ TEST_F(SecurityTool, FindCertificateShowsAndHashesWhatTheKeychainHolds) {
           .out;
   sha256.erase(0, sha256.find('=') + 1);
   sha256.erase(std::remove(sha256.begin(), sha256.end(), ':'), sha256.end());
-  EXPECT_EQ(run.out.rfind("SHA-256 hash: " + sha256 + "SHA-1 hash: " + openssl(kISRGRootX1).sha1 + "\n" +
+  EXPECT_EQ(run.out.rfind("SHA-256 hash: " + sha256 + "SHA-1 hash: " + Certificate(kISRGRootX1).trustKey() + "\n" +
                               "keychain: \"/Library/Keychains/System.keychain\"\n",
                           0),
             0u)
@@ -134,7 +135,7 @@ TEST_F(SecurityTool, DeleteCertificateNeedsOneCertificateAndCanTakeItsTrust) {
   ASSERT_EQ(security(helperInstall(pemFile(kISRGRootX1))).status, 0);
   ASSERT_EQ(security(helperInstall(pemFile(kGoDaddyClass2))).status, 0);
   ASSERT_EQ(
-      security({"add-trusted-cert", "-k", "/Library/Keychains/System.keychain", pemFile("ISRG_Root_X2.crt")}).status,
+      security({"add-trusted-cert", "-k", kSystemKeychain, pemFile("ISRG_Root_X2.crt")}).status,
       0);
   ProcessResult run = security({"delete-certificate", "-c", "ISRG Root"});
   EXPECT_EQ(run.status, 1);
@@ -147,24 +148,29 @@ TEST_F(SecurityTool, DeleteCertificateNeedsOneCertificateAndCanTakeItsTrust) {
 
   // An exact name wins over a partial one.
   EXPECT_EQ(security({"delete-certificate", "-c", "ISRG Root X2"}).status, 0);
-  std::string sha1 = openssl(kISRGRootX1).sha1;
+  Certificate isrg(kISRGRootX1);
+  std::string sha1 = isrg.trustKey();
   for (char& c : sha1) c = static_cast<char>(tolower(c));
   EXPECT_EQ(security({"delete-certificate", "-t", "-Z", sha1}).status, 0);
   ASSERT_EQ(storedItems().size(), 1u);
   EXPECT_EQ(utf8(valueAt(storedItems()[0].get(), "labl")), "Go Daddy Class 2 Certification Authority");
-  auto isrg = certificateFrom(openssl(kISRGRootX1).der);
+  auto certificate = certificateFrom(isrg.der);
   xpc::CFRef<CFArrayRef> settings;
-  EXPECT_EQ(SecTrustSettingsCopyTrustSettings(isrg.get(), kSecTrustSettingsDomainAdmin, settings.initializeInto()),
+  EXPECT_EQ(SecTrustSettingsCopyTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin, settings.initializeInto()),
             errSecItemNotFound);
 }
 
-TEST_F(SecurityTool, DumpTrustSettingsListsTheAdminDomain) {
+TEST_F(SecurityTool, DumpTrustSettingsListsTheAdminDomainsCertificatesInTheKeychain) {
+  const std::string none = "SecTrustSettingsCopyCertificates: No Trust Settings were found.\n";
   ProcessResult run = security({"dump-trust-settings", "-d"});
   EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "SecTrustSettingsCopyCertificates: No Trust Settings were found.\n");
+  EXPECT_EQ(run.err, none);
 
   ASSERT_EQ(security(helperInstall(pemFile(kISRGRootX1))).status, 0);
   ASSERT_EQ(security({"add-trusted-cert", "-d", "-p", "ssl", pemFile(kGoDaddyClass2)}).status, 0);
+  EXPECT_EQ(security({"dump-trust-settings"}).status, 1) << "nothing in the user domain";
+  // In the keychain, but with trust in the user domain only.
+  ASSERT_EQ(security({"add-trusted-cert", "-k", kSystemKeychain, pemFile("ISRG_Root_X2.crt")}).status, 0);
   run = security({"dump-trust-settings", "-d"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out,
@@ -181,7 +187,11 @@ TEST_F(SecurityTool, DumpTrustSettingsListsTheAdminDomain) {
             "   Number of trust settings : 1\n"
             "   Trust Setting 0:\n"
             "      Policy OID            : SSL\n");
-  EXPECT_EQ(security({"dump-trust-settings"}).status, 1) << "nothing in the user domain";
+
+  // Trust settings whose certificate has left the keychain are not listed.
+  ASSERT_EQ(security({"delete-certificate", "-c", "ISRG Root X1"}).status, 0);
+  ASSERT_EQ(security({"delete-certificate", "-Z", Certificate(kGoDaddyClass2).trustKey()}).status, 0);
+  EXPECT_EQ(security({"dump-trust-settings", "-d"}).err, none);
 }
 
 }  // namespace
