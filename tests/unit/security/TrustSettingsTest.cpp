@@ -103,13 +103,8 @@ TEST_F(TrustSettings, PoliciesAnswerTheirIdentifiers) {
     EXPECT_EQ(policyOid(policy.get()), oid);
   }
   auto server = adopt(SecPolicyCreateSSL(true, nullptr));
-  auto client = adopt(SecPolicyCreateSSL(false, CFSTR("wifi.example.com")));
   EXPECT_EQ(keysOf(adopt(SecPolicyCopyProperties(server.get())).get()), std::vector<std::string>{"SecPolicyOid"});
-  auto properties = adopt(SecPolicyCopyProperties(client.get()));
-  EXPECT_EQ(utf8(valueAt(properties.get(), "SecPolicyName")), "wifi.example.com");
-  EXPECT_EQ(valueAt(properties.get(), "SecPolicyClient"), kCFBooleanTrue);
   EXPECT_TRUE(CFEqual(server.get(), adopt(SecPolicyCreateWithOID(kSecPolicyAppleSSL)).get()));
-  EXPECT_FALSE(CFEqual(server.get(), client.get()));
   EXPECT_EQ(SecPolicyCreateWithOID(CFSTR("1.2.3.4")), nullptr);
   EXPECT_EQ(SecPolicyCreateWithOID(cfnumber(1LL).get()), nullptr);
 }
