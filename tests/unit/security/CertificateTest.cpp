@@ -2,61 +2,108 @@
 // System keychain, checked against openssl on Debian's CA certificates.
 #include <CommonCrypto/CommonDigest.h>
 
-#include <cstring>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <sstream>
 
 #include "SecurityTestSupport.h"
+#include "XpcBase64.h"
 
 using namespace sectest;
 
 namespace {
 
-class Certificate : public CFTest {};
+class Certificates : public CFTest {};
 
-// The query the helper's certificate search makes.
-xpc::CFRef<CFMutableDictionaryRef> searchAllCertificates() {
-  auto keychain = openKeychain();
-  const void* values[] = {keychain.get()};
-  auto keychains = adopt(CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks));
-  auto query = cfdictionary({{"class", kSecClassCertificate}, {"u_Keychain", keychains.get()}});
-  CFDictionarySetValue(query.get(), kSecReturnAttributes, kCFBooleanTrue);
-  CFDictionarySetValue(query.get(), kSecReturnRef, kCFBooleanTrue);
-  CFDictionarySetValue(query.get(), kSecMatchLimit, kSecMatchLimitAll);
-  return query;
+// CC_SHA1 of the certificate's data, upper-case hex without separators.
+std::string sha1Hex(SecCertificateRef certificate) {
+  auto data = adopt(SecCertificateCopyData(certificate));
+  unsigned char digest[CC_SHA1_DIGEST_LENGTH];
+  CC_SHA1(CFDataGetBytePtr(data.get()), static_cast<CC_LONG>(CFDataGetLength(data.get())), digest);
+  std::string hex;
+  for (unsigned char byte : digest) {
+    char pair[3];
+    std::snprintf(pair, sizeof(pair), "%02X", byte);
+    hex += pair;
+  }
+  return hex;
 }
 
-xpc::CFRef<CFArrayRef> certificatesInSystemKeychain() {
-  CFTypeRef result = nullptr;
-  OSStatus status = SecItemCopyMatching(searchAllCertificates().get(), &result);
-  if (status == errSecItemNotFound) return adopt(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks));
-  EXPECT_EQ(status, errSecSuccess);
-  return adopt(static_cast<CFArrayRef>(result));
+// What openssl says of a CA certificate file, in one run: its SHA-1 in
+// upper-case hex without separators, and the last value of each subject
+// component under openssl's long name.
+struct OpensslView {
+  std::string sha1;
+  std::map<std::string, std::string> subject;
+};
+OpensslView openssl(const std::string& file) {
+  OpensslView view;
+  std::istringstream lines(ChildProcess::run({"/usr/bin/openssl", "x509", "-in", kCertificateFolder + file, "-noout",
+                                              "-fingerprint", "-sha1", "-subject", "-nameopt",
+                                              "multiline,utf8,-esc_msb"})
+                               .out);
+  for (std::string line; std::getline(lines, line);) {
+    size_t name = line.find_first_not_of(' '), equals = line.find(" = ");
+    if (line.find("Fingerprint=") != std::string::npos) {
+      for (char c : line.substr(line.find('=') + 1)) {
+        if (c != ':') view.sha1 += c;
+      }
+    } else if (equals != std::string::npos) {
+      view.subject[line.substr(name, line.find(' ', name) - name)] = line.substr(equals + 3);
+    }
+  }
+  return view;
 }
 
-TEST_F(Certificate, EveryDebianCACertificateReadsAsOpensslReadsIt) {
-  std::vector<std::string> files = caCertificateFiles();
+// The bytes of a PEM file's first block, decoded here so that each file
+// needs a single run of openssl.
+std::string derFromPem(const std::string& pem) {
+  size_t begin = pem.find("-----\n") + 6, end = pem.find("-----END");
+  std::string base64;
+  for (char c : pem.substr(begin, end - begin)) {
+    if (c != '\n' && c != '\r') base64 += c;
+  }
+  unsigned long length = 0;
+  unsigned char* bytes = xpc::XpcBase64(nullptr).decode(base64, &length);
+  std::string der(reinterpret_cast<const char*>(bytes), bytes != nullptr ? length : 0);
+  free(bytes);
+  return der;
+}
+
+// What the helper's certificate search finds in the System keychain, and its status.
+OSStatus findCertificates(xpc::CFRef<CFTypeRef>* found) {
+  return SecItemCopyMatching(searchAll(kSecClassCertificate).get(), found->initializeInto());
+}
+
+TEST_F(Certificates, EveryDebianCACertificateReadsAsOpensslReadsIt) {
+  std::vector<std::string> files;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(kCertificateFolder, error)) {
+    if (entry.path().extension() == ".crt") files.push_back(entry.path().filename());
+  }
   ASSERT_GT(files.size(), 100u) << "install the ca-certificates package";
   for (const std::string& file : files) {
     SCOPED_TRACE(file);
     OpensslView expected = openssl(file);
-    ASSERT_FALSE(expected.der.empty());
-    auto certificate = certificateFrom(expected.der);
+    std::string der = derFromPem(fileBytes(kCertificateFolder + file));
+    auto certificate = certificateFrom(der);
     ASSERT_TRUE(certificate);
     EXPECT_EQ(CFGetTypeID(certificate.get()), SecCertificateGetTypeID());
-    auto data = adopt(SecCertificateCopyData(certificate.get()));
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())), CFDataGetLength(data.get())),
-              expected.der);
+    EXPECT_TRUE(CFEqual(adopt(SecCertificateCopyData(certificate.get())).get(), cfdata(der).get()));
     EXPECT_EQ(sha1Hex(certificate.get()), expected.sha1);
 
     xpc::CFRef<CFStringRef> name;
-    std::string commonName = expected.last("commonName");
+    std::string commonName = expected.subject["commonName"];
+    std::string summary = utf8(adopt(SecCertificateCopySubjectSummary(certificate.get())).get());
     if (commonName.empty()) {
       EXPECT_NE(SecCertificateCopyCommonName(certificate.get(), name.initializeInto()), errSecSuccess);
-      EXPECT_EQ(utf8(adopt(SecCertificateCopySubjectSummary(certificate.get())).get()),
-                expected.last("organizationalUnitName"));
+      EXPECT_EQ(summary, expected.subject["organizationalUnitName"]);
     } else {
       ASSERT_EQ(SecCertificateCopyCommonName(certificate.get(), name.initializeInto()), errSecSuccess);
       EXPECT_EQ(utf8(name.get()), commonName);
-      EXPECT_EQ(utf8(adopt(SecCertificateCopySubjectSummary(certificate.get())).get()), commonName);
+      EXPECT_EQ(summary, commonName);
     }
     // Each is a root, so it can be trusted as one.
     EXPECT_EQ(SecTrustSettingsSetTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin, nullptr),
@@ -64,30 +111,20 @@ TEST_F(Certificate, EveryDebianCACertificateReadsAsOpensslReadsIt) {
   }
 }
 
-TEST_F(Certificate, BytesThatAreNotOneDERCertificateAreRefused) {
-  std::string der = openssl(kISRGRootX1).der;
-  std::string pem = fileBytes(std::string(kCertificateFolder) + kISRGRootX1);
+TEST_F(Certificates, BytesThatAreNotOneDERCertificateAreRefused) {
+  Certificate isrg(kISRGRootX1);
+  const std::string& der = isrg.der;
   for (const std::string& bytes : {std::string(), std::string("\x30\x03\x02\x01\x01", 5), der.substr(0, der.size() - 1),
-                                   der + '\0', pem, std::string(1024, '\x30')}) {
+                                   der + '\0', isrg.pem, std::string(1024, '\x30')}) {
     EXPECT_FALSE(certificateFrom(bytes)) << bytes.size() << " bytes";
   }
   EXPECT_EQ(SecCertificateCreateWithData(nullptr, nullptr), nullptr);
   EXPECT_EQ(SecCertificateCreateWithData(nullptr, reinterpret_cast<CFDataRef>(CFSTR("x"))), nullptr);
 }
 
-TEST_F(Certificate, DigestsAreCommonCryptos) {
-  unsigned char digest[CC_SHA256_DIGEST_LENGTH];
-  EXPECT_EQ(CC_SHA1("abc", 3, digest), digest);
-  EXPECT_EQ(std::memcmp(digest, "\xa9\x99\x3e\x36\x47\x06\x81\x6a\xba\x3e\x25\x71\x78\x50\xc2\x6c\x9c\xd0\xd8\x9d", 20),
-            0);
-  CC_SHA256("abc", 3, digest);
-  EXPECT_EQ(digest[0], 0xba);
-  EXPECT_EQ(digest[31], 0xad);
-}
-
-TEST_F(Certificate, TheSystemKeychainKeepsEachCertificateOnceUnderItsLabel) {
-  auto isrg = certificateFrom(openssl(kISRGRootX1).der);
-  auto goDaddy = certificateFrom(openssl(kGoDaddyClass2).der);
+TEST_F(Certificates, TheSystemKeychainKeepsEachCertificateOnceUnderItsLabel) {
+  auto isrg = certificateFrom(Certificate(kISRGRootX1).der);
+  auto goDaddy = certificateFrom(Certificate(kGoDaddyClass2).der);
   auto keychain = openKeychain();
   ASSERT_EQ(SecCertificateAddToKeychain(isrg.get(), keychain.get()), errSecSuccess);
   ASSERT_EQ(SecCertificateAddToKeychain(goDaddy.get(), keychain.get()), errSecSuccess);
@@ -99,30 +136,29 @@ TEST_F(Certificate, TheSystemKeychainKeepsEachCertificateOnceUnderItsLabel) {
   EXPECT_EQ(utf8(valueAt(items[0].get(), "class")), "cert");
   EXPECT_EQ(utf8(valueAt(items[0].get(), "labl")), "ISRG Root X1");
   EXPECT_EQ(utf8(valueAt(items[1].get(), "labl")), "Go Daddy Class 2 Certification Authority");
-  auto der = adopt(SecCertificateCopyData(isrg.get()));
-  EXPECT_TRUE(CFEqual(valueAt(items[0].get(), "v_Data"), der.get()));
+  EXPECT_TRUE(CFEqual(valueAt(items[0].get(), "v_Data"), adopt(SecCertificateCopyData(isrg.get())).get()));
 
-  auto found = certificatesInSystemKeychain();
-  ASSERT_EQ(CFArrayGetCount(found.get()), 2);
-  CFTypeRef first = CFArrayGetValueAtIndex(found.get(), 0);
+  xpc::CFRef<CFTypeRef> found;
+  ASSERT_EQ(findCertificates(&found), errSecSuccess);
+  ASSERT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(found.get())), 2);
+  CFTypeRef first = CFArrayGetValueAtIndex(static_cast<CFArrayRef>(found.get()), 0);
   EXPECT_EQ(utf8(valueAt(first, "labl")), "ISRG Root X1");
   EXPECT_EQ(utf8(valueAt(first, "class")), "cert");
   EXPECT_NE(valueAt(first, "issr"), nullptr);
-  CFTypeRef reference = valueAt(first, "v_Ref");
+  auto reference = static_cast<SecKeychainItemRef>(const_cast<void*>(valueAt(first, "v_Ref")));
   ASSERT_NE(reference, nullptr);
   EXPECT_EQ(CFGetTypeID(reference), SecCertificateGetTypeID());
   EXPECT_TRUE(CFEqual(reference, isrg.get()));
-  EXPECT_EQ(sha1Hex(static_cast<SecCertificateRef>(const_cast<void*>(reference))), openssl(kISRGRootX1).sha1);
 
   // A certificate from a search is a keychain item; one made from bytes is not.
   EXPECT_EQ(SecKeychainItemDelete(reinterpret_cast<SecKeychainItemRef>(isrg.get())), errSecInvalidItemRef);
-  EXPECT_EQ(SecKeychainItemDelete(static_cast<SecKeychainItemRef>(const_cast<void*>(reference))), errSecSuccess);
-  EXPECT_EQ(CFArrayGetCount(certificatesInSystemKeychain().get()), 1);
-  EXPECT_EQ(SecKeychainItemDelete(static_cast<SecKeychainItemRef>(const_cast<void*>(reference))), errSecInvalidItemRef);
+  EXPECT_EQ(SecKeychainItemDelete(reference), errSecSuccess);
+  EXPECT_EQ(storedItems().size(), 1u);
+  EXPECT_EQ(SecKeychainItemDelete(reference), errSecInvalidItemRef);
 }
 
-TEST_F(Certificate, OnlyRootAddsCertificatesToTheSystemKeychain) {
-  std::string der = openssl(kISRGRootX1).der;
+TEST_F(Certificates, OnlyRootAddsCertificatesToTheSystemKeychain) {
+  std::string der = Certificate(kISRGRootX1).der;
   EXPECT_EQ(asUser([&] {
               auto keychain = openKeychain();
               return SecCertificateAddToKeychain(certificateFrom(der).get(), keychain.get()) == errSecWrPerm ? 0 : 1;
@@ -131,16 +167,16 @@ TEST_F(Certificate, OnlyRootAddsCertificatesToTheSystemKeychain) {
   EXPECT_TRUE(storedItems().empty());
 }
 
-TEST_F(Certificate, AKeychainWithACertificateThatDoesNotParseIsBroken) {
+TEST_F(Certificates, AKeychainWithACertificateThatDoesNotParseIsBroken) {
   writeFile(kSystemKeychain,
             "<plist><dict><key>Items</key><array><dict><key>class</key><string>cert</string>"
             "<key>v_Data</key><data>MAMCAQE=</data></dict></array></dict></plist>");
-  CFTypeRef result = nullptr;
-  EXPECT_EQ(SecItemCopyMatching(searchAllCertificates().get(), &result), errSecInvalidKeychain);
+  xpc::CFRef<CFTypeRef> found;
+  EXPECT_EQ(findCertificates(&found), errSecInvalidKeychain);
 }
 
-TEST_F(Certificate, ValuesDescribeTheSubjectIssuerAndValidity) {
-  auto isrg = certificateFrom(openssl(kISRGRootX1).der);
+TEST_F(Certificates, ValuesDescribeTheSubjectIssuerAndValidity) {
+  auto isrg = certificateFrom(Certificate(kISRGRootX1).der);
   auto values = adopt(SecCertificateCopyValues(isrg.get(), nullptr, nullptr));
   ASSERT_TRUE(values);
   CFTypeRef subject = valueAt(values.get(), utf8(kSecOIDX509V1SubjectName));
@@ -150,12 +186,11 @@ TEST_F(Certificate, ValuesDescribeTheSubjectIssuerAndValidity) {
   ASSERT_EQ(CFArrayGetCount(components), 3);
   EXPECT_EQ(utf8(valueAt(CFArrayGetValueAtIndex(components, 2), "label")), "2.5.4.3");
   EXPECT_EQ(utf8(valueAt(CFArrayGetValueAtIndex(components, 2), "value")), "ISRG Root X1");
-  EXPECT_EQ(utf8(valueAt(valueAt(values.get(), utf8(kSecOIDX509V1Version)), "value")), "3");
+  EXPECT_EQ(utf8(valueAt(values.get(), {utf8(kSecOIDX509V1Version), "value"})), "3");
   // 2015-06-04 11:04:38 UTC.
   double notBefore = 0;
-  CFNumberGetValue(
-      static_cast<CFNumberRef>(valueAt(valueAt(values.get(), utf8(kSecOIDX509V1ValidityNotBefore)), "value")),
-      kCFNumberDoubleType, &notBefore);
+  CFNumberGetValue(static_cast<CFNumberRef>(valueAt(values.get(), {utf8(kSecOIDX509V1ValidityNotBefore), "value"})),
+                   kCFNumberDoubleType, &notBefore);
   EXPECT_EQ(notBefore, 1433415878.0 - 978307200.0);
 
   const void* keys[] = {kSecOIDX509V1IssuerName};

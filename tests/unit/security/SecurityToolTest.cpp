@@ -23,52 +23,49 @@ std::vector<std::string> helperInstall(const std::string& file, const char* resu
   return {"add-trusted-cert", "-d", "-r", result, "-p", "basic", "-p", "ssl", "-p", "eap", file};
 }
 
-TEST_F(SecurityTool, AddTrustedCertPutsTheCertificateInTheSystemKeychainWithAdminTrust) {
+TEST_F(SecurityTool, AddTrustedCertPutsTheCertificateInTheSystemKeychainOnce) {
   ProcessResult run = security(helperInstall(pemFile(kISRGRootX1)));
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out + run.err, "");
-  ASSERT_EQ(storedItems().size(), 1u);
-  EXPECT_EQ(utf8(valueAt(storedItems()[0].get(), "labl")), "ISRG Root X1");
-
-  auto certificate = certificateFrom(openssl(kISRGRootX1).der);
-  xpc::CFRef<CFArrayRef> settings;
-  ASSERT_EQ(
-      SecTrustSettingsCopyTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin, settings.initializeInto()),
-      errSecSuccess);
-  EXPECT_EQ(CFArrayGetCount(settings.get()), 3);
+  EXPECT_EQ(storedItems().size(), 1u);
 
   // Again, and from DER: the same certificate, still once.
-  writeFile("/tmp/isrg.cer", openssl(kISRGRootX1).der);
+  writeFile("/tmp/isrg.cer", Certificate(kISRGRootX1).der);
   EXPECT_EQ(security(helperInstall("/tmp/isrg.cer")).status, 0);
   EXPECT_EQ(storedItems().size(), 1u);
 
   // The user domain by default, and no keychain unless one is named.
-  run = security({"add-trusted-cert", "-k", "/Library/Keychains/System.keychain", pemFile(kGoDaddyClass2)});
+  run = security({"add-trusted-cert", "-k", kSystemKeychain, pemFile(kGoDaddyClass2)});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(storedItems().size(), 2u);
 }
 
-TEST_F(SecurityTool, TrustMustSuitTheCertificate) {
-  ProcessResult run = security(helperInstall(pemFile(kISRGRootX1), "trustAsRoot"));
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "SecTrustSettingsSetTrustSettings: One or more parameters passed to a function were not valid.\n");
-}
-
-TEST_F(SecurityTool, AFileThatCannotBeReadIsReportedAsOnAMac) {
-  ProcessResult run = security(helperInstall("/tmp/missing.cer"));
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.out, "***Error reading file /tmp/missing.cer\n");
-  EXPECT_EQ(run.err, "Error reading file /tmp/missing.cer\n");
-
+TEST_F(SecurityTool, RefusalsExitAndSayWhyAsOnAMac) {
   writeFile("/tmp/text.cer", "not a certificate");
-  run = security(helperInstall("/tmp/text.cer"));
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "SecCertificateCreateFromData: Unknown format in import.\nError reading file /tmp/text.cer\n");
-
   writeFile("/tmp/bad.pem", "-----BEGIN CERTIFICATE-----\n!!!\n-----END CERTIFICATE-----\n");
-  run = security(helperInstall("/tmp/bad.pem"));
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "Error decoding cert file /tmp/bad.pem\nError reading file /tmp/bad.pem\n");
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    std::string err;
+  } refusals[] = {
+      {helperInstall("/tmp/missing.cer"), 1, "Error reading file /tmp/missing.cer\n"},
+      {helperInstall("/tmp/text.cer"), 1,
+       "SecCertificateCreateFromData: Unknown format in import.\nError reading file /tmp/text.cer\n"},
+      {helperInstall("/tmp/bad.pem"), 1, "Error decoding cert file /tmp/bad.pem\nError reading file /tmp/bad.pem\n"},
+      {{"frobnicate"}, 1, "security: unknown command \"frobnicate\"\n"},
+      // errSecItemNotFound, as the Mac's exit status.
+      {{"find-certificate", "-c", "ISRG"}, 44,
+       "security: SecKeychainSearchCopyNext: The specified item could not be found in the keychain.\n"},
+      {{"delete-certificate", "-c", "Nobody"}, 1, "Unable to delete certificate matching \"Nobody\""},
+      {{"dump-trust-settings", "-d"}, 1, "SecTrustSettingsCopyCertificates: No Trust Settings were found.\n"},
+  };
+  for (const auto& [arguments, status, err] : refusals) {
+    ProcessResult run = security(arguments);
+    EXPECT_EQ(run.status, status) << arguments.back();
+    EXPECT_EQ(run.err, err);
+  }
+  EXPECT_EQ(security(helperInstall("/tmp/missing.cer")).out, "***Error reading file /tmp/missing.cer\n");
+  EXPECT_EQ(security({"find-certificate", "-a", "-c", "ISRG"}).status, 0);
 
   writeFile("/tmp/root-only.pem", fileBytes(pemFile(kISRGRootX1)));
   ASSERT_EQ(chmod("/tmp/root-only.pem", 0600), 0);
@@ -78,6 +75,10 @@ TEST_F(SecurityTool, AFileThatCannotBeReadIsReportedAsOnAMac) {
             }),
             0);
   EXPECT_TRUE(storedItems().empty());
+
+  ProcessResult run = security(helperInstall(pemFile(kISRGRootX1), "trustAsRoot"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "SecTrustSettingsSetTrustSettings: One or more parameters passed to a function were not valid.\n");
 }
 
 TEST_F(SecurityTool, UsageErrorsExitWithTwo) {
@@ -92,79 +93,39 @@ TEST_F(SecurityTool, UsageErrorsExitWithTwo) {
       security({"add-trusted-cert", "-p", "smtp", pemFile(kISRGRootX1)}).err.rfind("***unknown policy (smtp)", 0),
       0u);
   EXPECT_EQ(security({"delete-certificate"}).status, 2);
-  run = security({"frobnicate"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "security: unknown command \"frobnicate\"\n");
   EXPECT_EQ(security({"dump-trust", "-d"}).status, 1) << "a command by the start of its name";
 }
 
-TEST_F(SecurityTool, FindCertificateShowsAndHashesWhatTheKeychainHolds) {
-  ProcessResult run = security({"find-certificate", "-c", "ISRG"});
-  EXPECT_EQ(run.status, 44) << "errSecItemNotFound, as the Mac's exit status";
-  EXPECT_EQ(run.err, "security: SecKeychainSearchCopyNext: The specified item could not be found in the keychain.\n");
-  EXPECT_EQ(security({"find-certificate", "-a", "-c", "ISRG"}).status, 0);
-
+// What a person sees of the helper's certificates, and how they take them away.
+TEST_F(SecurityTool, CertificatesAreFoundDumpedAndDeleted) {
   ASSERT_EQ(security(helperInstall(pemFile(kISRGRootX1))).status, 0);
-  ASSERT_EQ(security(helperInstall(pemFile(kGoDaddyClass2))).status, 0);
-  run = security({"find-certificate", "-c", "isrg root", "-Z", "/Library/Keychains/System.keychain"});
+  ASSERT_EQ(security({"add-trusted-cert", "-d", "-p", "ssl", pemFile(kGoDaddyClass2)}).status, 0);
+  EXPECT_EQ(security({"dump-trust-settings"}).status, 1) << "nothing in the user domain";
+  // In the keychain, but with trust in the user domain only.
+  ASSERT_EQ(security({"add-trusted-cert", "-k", kSystemKeychain, pemFile("ISRG_Root_X2.crt")}).status, 0);
+
+  ProcessResult run = security({"find-certificate", "-c", "isrg root", "-Z", kSystemKeychain});
   EXPECT_EQ(run.status, 0) << run.err;
   std::string sha256 =
       ChildProcess::run({"/usr/bin/openssl", "x509", "-in", pemFile(kISRGRootX1), "-noout", "-fingerprint", "-sha256"})
           .out;
   sha256.erase(0, sha256.find('=') + 1);
   sha256.erase(std::remove(sha256.begin(), sha256.end(), ':'), sha256.end());
-  EXPECT_EQ(run.out.rfind("SHA-256 hash: " + sha256 + "SHA-1 hash: " + openssl(kISRGRootX1).sha1 + "\n" +
+  Certificate isrg(kISRGRootX1);
+  EXPECT_EQ(run.out.rfind("SHA-256 hash: " + sha256 + "SHA-1 hash: " + isrg.trustKey() + "\n" +
                               "keychain: \"/Library/Keychains/System.keychain\"\n",
                           0),
             0u)
       << run.out;
   EXPECT_NE(run.out.find("    \"labl\"<blob>=\"ISRG Root X1\"\n"), std::string::npos) << run.out;
-
-  run = security({"find-certificate", "-c", "ISRG", "-p"});
-  EXPECT_EQ(run.out, fileBytes(pemFile(kISRGRootX1)));
+  EXPECT_EQ(security({"find-certificate", "-c", "ISRG", "-p"}).out, isrg.pem);
   run = security({"find-certificate", "-a", "-Z"});
   size_t certificates = 0;
   for (size_t at = run.out.find("SHA-1 hash: "); at != std::string::npos; at = run.out.find("SHA-1 hash: ", at + 1)) {
     ++certificates;
   }
-  EXPECT_EQ(certificates, 2u) << run.out;
-}
+  EXPECT_EQ(certificates, 3u) << run.out;
 
-TEST_F(SecurityTool, DeleteCertificateNeedsOneCertificateAndCanTakeItsTrust) {
-  ASSERT_EQ(security(helperInstall(pemFile(kISRGRootX1))).status, 0);
-  ASSERT_EQ(security(helperInstall(pemFile(kGoDaddyClass2))).status, 0);
-  ASSERT_EQ(
-      security({"add-trusted-cert", "-k", "/Library/Keychains/System.keychain", pemFile("ISRG_Root_X2.crt")}).status,
-      0);
-  ProcessResult run = security({"delete-certificate", "-c", "ISRG Root"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err,
-            "security: \"ISRG Root\" is ambiguous, matches more than one certificate\n"
-            "Unable to delete certificate matching \"ISRG Root\"");
-  run = security({"delete-certificate", "-c", "Nobody"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "Unable to delete certificate matching \"Nobody\"");
-
-  // An exact name wins over a partial one.
-  EXPECT_EQ(security({"delete-certificate", "-c", "ISRG Root X2"}).status, 0);
-  std::string sha1 = openssl(kISRGRootX1).sha1;
-  for (char& c : sha1) c = static_cast<char>(tolower(c));
-  EXPECT_EQ(security({"delete-certificate", "-t", "-Z", sha1}).status, 0);
-  ASSERT_EQ(storedItems().size(), 1u);
-  EXPECT_EQ(utf8(valueAt(storedItems()[0].get(), "labl")), "Go Daddy Class 2 Certification Authority");
-  auto isrg = certificateFrom(openssl(kISRGRootX1).der);
-  xpc::CFRef<CFArrayRef> settings;
-  EXPECT_EQ(SecTrustSettingsCopyTrustSettings(isrg.get(), kSecTrustSettingsDomainAdmin, settings.initializeInto()),
-            errSecItemNotFound);
-}
-
-TEST_F(SecurityTool, DumpTrustSettingsListsTheAdminDomain) {
-  ProcessResult run = security({"dump-trust-settings", "-d"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "SecTrustSettingsCopyCertificates: No Trust Settings were found.\n");
-
-  ASSERT_EQ(security(helperInstall(pemFile(kISRGRootX1))).status, 0);
-  ASSERT_EQ(security({"add-trusted-cert", "-d", "-p", "ssl", pemFile(kGoDaddyClass2)}).status, 0);
   run = security({"dump-trust-settings", "-d"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out,
@@ -181,7 +142,29 @@ TEST_F(SecurityTool, DumpTrustSettingsListsTheAdminDomain) {
             "   Number of trust settings : 1\n"
             "   Trust Setting 0:\n"
             "      Policy OID            : SSL\n");
-  EXPECT_EQ(security({"dump-trust-settings"}).status, 1) << "nothing in the user domain";
+
+  run = security({"delete-certificate", "-c", "ISRG Root"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err,
+            "security: \"ISRG Root\" is ambiguous, matches more than one certificate\n"
+            "Unable to delete certificate matching \"ISRG Root\"");
+  // An exact name wins over a partial one.
+  EXPECT_EQ(security({"delete-certificate", "-c", "ISRG Root X2"}).status, 0);
+  std::string sha1 = isrg.trustKey();
+  for (char& c : sha1) c = static_cast<char>(tolower(c));
+  EXPECT_EQ(security({"delete-certificate", "-t", "-Z", sha1}).status, 0);
+  ASSERT_EQ(storedItems().size(), 1u);
+  EXPECT_EQ(utf8(valueAt(storedItems()[0].get(), "labl")), "Go Daddy Class 2 Certification Authority");
+  xpc::CFRef<CFArrayRef> settings;
+  EXPECT_EQ(SecTrustSettingsCopyTrustSettings(certificateFrom(isrg.der).get(), kSecTrustSettingsDomainAdmin,
+                                              settings.initializeInto()),
+            errSecItemNotFound);
+
+  // Without -t the trust stays, but a certificate gone from the keychain is not listed.
+  ASSERT_EQ(security({"delete-certificate", "-Z", Certificate(kGoDaddyClass2).trustKey()}).status, 0);
+  EXPECT_EQ(access("/Library/Security/Trust Settings/Admin.plist", F_OK), 0);
+  EXPECT_EQ(security({"dump-trust-settings", "-d"}).err,
+            "SecTrustSettingsCopyCertificates: No Trust Settings were found.\n");
 }
 
 }  // namespace

@@ -10,12 +10,7 @@ using namespace sectest;
 namespace {
 
 constexpr char kAdminPlist[] = "/Library/Security/Trust Settings/Admin.plist";
-const CFStringRef kPolicyName = CFSTR("kSecTrustSettingsPolicyName");
-
-class TrustSettings : public CFTest {
- protected:
-  xpc::CFRef<SecCertificateRef> root_ = certificateFrom(openssl(kISRGRootX1).der);
-};
+constexpr SecTrustSettingsDomain kAdmin = kSecTrustSettingsDomainAdmin;
 
 std::string policyOid(CFTypeRef policy) {
   if (policy == nullptr || CFGetTypeID(policy) != SecPolicyGetTypeID()) return "<not a policy>";
@@ -62,10 +57,13 @@ xpc::CFRef<CFArrayRef> helperSettings(long long result) {
   return adopt(CFArrayCreate(nullptr, values.data(), static_cast<CFIndex>(values.size()), &kCFTypeArrayCallBacks));
 }
 
-xpc::CFRef<CFArrayRef> copySettings(SecCertificateRef certificate, SecTrustSettingsDomain domain, OSStatus* status) {
-  xpc::CFRef<CFArrayRef> settings;
-  *status = SecTrustSettingsCopyTrustSettings(certificate, domain, settings.initializeInto());
-  return settings;
+// SecTrustSettingsCopyTrustSettings' status; the settings into *settings when given.
+OSStatus copySettings(SecCertificateRef certificate, SecTrustSettingsDomain domain,
+                      xpc::CFRef<CFArrayRef>* settings = nullptr) {
+  xpc::CFRef<CFArrayRef> copied;
+  OSStatus status = SecTrustSettingsCopyTrustSettings(certificate, domain, copied.initializeInto());
+  if (settings != nullptr) *settings = copied;
+  return status;
 }
 
 // An intermediate: a certificate that a made-up root issued.
@@ -76,41 +74,46 @@ std::string intermediateDer() {
   run({"/usr/bin/openssl", "req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-keyout",
        "/tmp/sub.key", "-out", "/tmp/sub.csr", "-subj", "/CN=Test Intermediate"});
   run({"/usr/bin/openssl", "x509", "-req", "-in", "/tmp/sub.csr", "-CA", "/tmp/ca.pem", "-CAkey", "/tmp/ca.key",
-       "-CAcreateserial", "-out", "/tmp/sub.pem", "-days", "2"});
-  return derFromPem(fileBytes("/tmp/sub.pem"));
+       "-CAcreateserial", "-outform", "DER", "-out", "/tmp/sub.der", "-days", "2"});
+  return fileBytes("/tmp/sub.der");
 }
 
+class TrustSettings : public CFTest {
+ protected:
+  // Trust for ISRG Root X1 in `domain`, as the helper sets it.
+  OSStatus trust(long long result, SecTrustSettingsDomain domain = kAdmin) {
+    return SecTrustSettingsSetTrustSettings(root_.get(), domain, helperSettings(result).get());
+  }
+
+  Certificate isrg_{kISRGRootX1};
+  xpc::CFRef<SecCertificateRef> root_ = certificateFrom(isrg_.der);
+};
+
 TEST_F(TrustSettings, PoliciesAnswerTheirIdentifiers) {
-  auto basic = adopt(SecPolicyCreateBasicX509());
+  const struct {
+    xpc::CFRef<SecPolicyRef> policy;
+    CFStringRef constant;
+    const char* oid;
+  } policies[] = {{adopt(SecPolicyCreateBasicX509()), kSecPolicyAppleX509Basic, "1.2.840.113635.100.1.2"},
+                  {adopt(SecPolicyCreateSSL(true, nullptr)), kSecPolicyAppleSSL, "1.2.840.113635.100.1.3"},
+                  {adopt(SecPolicyCreateWithOID(kSecPolicyAppleEAP)), kSecPolicyAppleEAP, "1.2.840.113635.100.1.12"}};
+  for (const auto& [policy, constant, oid] : policies) {
+    EXPECT_EQ(CFGetTypeID(policy.get()), SecPolicyGetTypeID());
+    EXPECT_EQ(utf8(constant), oid);
+    EXPECT_EQ(policyOid(policy.get()), oid);
+  }
   auto server = adopt(SecPolicyCreateSSL(true, nullptr));
-  auto client = adopt(SecPolicyCreateSSL(false, CFSTR("wifi.example.com")));
-  auto eap = adopt(SecPolicyCreateWithOID(kSecPolicyAppleEAP));
-  EXPECT_EQ(CFGetTypeID(basic.get()), SecPolicyGetTypeID());
-  EXPECT_EQ(utf8(kSecPolicyAppleX509Basic), "1.2.840.113635.100.1.2");
-  EXPECT_EQ(utf8(kSecPolicyAppleSSL), "1.2.840.113635.100.1.3");
-  EXPECT_EQ(utf8(kSecPolicyAppleEAP), "1.2.840.113635.100.1.12");
-  EXPECT_EQ(policyOid(basic.get()), "1.2.840.113635.100.1.2");
-  EXPECT_EQ(policyOid(server.get()), "1.2.840.113635.100.1.3");
-  EXPECT_EQ(policyOid(eap.get()), "1.2.840.113635.100.1.12");
   EXPECT_EQ(keysOf(adopt(SecPolicyCopyProperties(server.get())).get()), std::vector<std::string>{"SecPolicyOid"});
-  auto properties = adopt(SecPolicyCopyProperties(client.get()));
-  EXPECT_EQ(utf8(valueAt(properties.get(), "SecPolicyName")), "wifi.example.com");
-  EXPECT_EQ(valueAt(properties.get(), "SecPolicyClient"), kCFBooleanTrue);
   EXPECT_TRUE(CFEqual(server.get(), adopt(SecPolicyCreateWithOID(kSecPolicyAppleSSL)).get()));
-  EXPECT_FALSE(CFEqual(server.get(), client.get()));
   EXPECT_EQ(SecPolicyCreateWithOID(CFSTR("1.2.3.4")), nullptr);
   EXPECT_EQ(SecPolicyCreateWithOID(cfnumber(1LL).get()), nullptr);
 }
 
-TEST_F(TrustSettings, AdminSettingsComeBackAsTheyWereGiven) {
-  OSStatus status;
-  copySettings(root_.get(), kSecTrustSettingsDomainAdmin, &status);
-  EXPECT_EQ(status, errSecItemNotFound) << "no settings yet";
-
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(1).get()),
-            errSecSuccess);
-  auto settings = copySettings(root_.get(), kSecTrustSettingsDomainAdmin, &status);
-  ASSERT_EQ(status, errSecSuccess);
+TEST_F(TrustSettings, AdminSettingsComeBackAsGivenAndAreLaidOutAsOnAMac) {
+  EXPECT_EQ(copySettings(root_.get(), kAdmin), errSecItemNotFound) << "no settings yet";
+  ASSERT_EQ(trust(kSecTrustSettingsResultTrustRoot), errSecSuccess);
+  xpc::CFRef<CFArrayRef> settings;
+  ASSERT_EQ(copySettings(root_.get(), kAdmin, &settings), errSecSuccess);
   ASSERT_EQ(CFArrayGetCount(settings.get()), 3);
   const char* oids[] = {"1.2.840.113635.100.1.2", "1.2.840.113635.100.1.3", "1.2.840.113635.100.1.12"};
   const char* names[] = {"basicX509", "sslServer", "eapServer"};
@@ -120,26 +123,17 @@ TEST_F(TrustSettings, AdminSettingsComeBackAsTheyWereGiven) {
     EXPECT_EQ(utf8(valueAt(one, "kSecTrustSettingsPolicyName")), names[i]);
     EXPECT_EQ(number(valueAt(one, "kSecTrustSettingsResult")), kSecTrustSettingsResultTrustRoot);
   }
-  copySettings(root_.get(), kSecTrustSettingsDomainUser, &status);
-  EXPECT_EQ(status, errSecItemNotFound) << "the user domain is another";
-  auto other = certificateFrom(openssl(kGoDaddyClass2).der);
-  copySettings(other.get(), kSecTrustSettingsDomainAdmin, &status);
-  EXPECT_EQ(status, errSecItemNotFound);
-}
+  EXPECT_EQ(copySettings(certificateFrom(Certificate(kGoDaddyClass2).der).get(), kAdmin), errSecItemNotFound);
 
-TEST_F(TrustSettings, TheAdminRecordIsLaidOutAsOnAMac) {
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(1).get()),
-            errSecSuccess);
   struct stat status;
   ASSERT_EQ(stat(kAdminPlist, &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0644u);
   auto record = readPropertyList(kAdminPlist);
   EXPECT_EQ(keysOf(record.get()).size(), 2u);
   EXPECT_EQ(number(valueAt(record.get(), "trustVersion")), 1);
-  OpensslView isrg = openssl(kISRGRootX1);
-  EXPECT_EQ(keysOf(valueAt(record.get(), "trustList")), std::vector<std::string>{isrg.sha1});
+  EXPECT_EQ(keysOf(valueAt(record.get(), "trustList")), std::vector<std::string>{isrg_.trustKey()});
 
-  CFTypeRef entry = valueAt(record.get(), {"trustList", isrg.sha1});
+  CFTypeRef entry = valueAt(record.get(), {"trustList", isrg_.trustKey()});
   std::string serial = ChildProcess::run({"/usr/bin/openssl", "x509", "-in",
                                           std::string(kCertificateFolder) + kISRGRootX1, "-noout", "-serial"})
                            .out;
@@ -156,94 +150,71 @@ TEST_F(TrustSettings, TheAdminRecordIsLaidOutAsOnAMac) {
 
   // Replacing the settings keeps one entry.
   auto basicOnly = adopt(SecPolicyCreateBasicX509());
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin,
-                                             setting(basicOnly.get(), "basicX509", 1).get()),
+  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kAdmin, setting(basicOnly.get(), "basicX509", 1).get()),
             errSecSuccess);
   record = readPropertyList(kAdminPlist);
-  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(valueAt(record.get(), {"trustList", isrg.sha1, "trustSettings"}))),
+  EXPECT_EQ(CFArrayGetCount(
+                static_cast<CFArrayRef>(valueAt(record.get(), {"trustList", isrg_.trustKey(), "trustSettings"}))),
             1);
 }
 
 TEST_F(TrustSettings, ResultsMustSuitTheCertificate) {
   // A root is trusted as a root, an intermediate as if it were one.
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(2).get()),
-            errSecParam);
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(0).get()),
-            errSecParam);
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(9).get()),
-            errSecParam);
+  for (long long result : {2, 0, 9}) EXPECT_EQ(trust(result), errSecParam) << result;
   EXPECT_NE(access(kAdminPlist, F_OK), 0) << "nothing written";
 
   auto intermediate = certificateFrom(intermediateDer());
   ASSERT_TRUE(intermediate);
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(intermediate.get(), kSecTrustSettingsDomainAdmin, helperSettings(1).get()),
-            errSecParam);
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(intermediate.get(), kSecTrustSettingsDomainAdmin, nullptr), errSecParam);
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(intermediate.get(), kSecTrustSettingsDomainAdmin, helperSettings(2).get()),
-            errSecSuccess);
+  EXPECT_EQ(SecTrustSettingsSetTrustSettings(intermediate.get(), kAdmin, helperSettings(1).get()), errSecParam);
+  EXPECT_EQ(SecTrustSettingsSetTrustSettings(intermediate.get(), kAdmin, nullptr), errSecParam);
+  EXPECT_EQ(SecTrustSettingsSetTrustSettings(intermediate.get(), kAdmin, helperSettings(2).get()), errSecSuccess);
 
   // No constraints at all: trusted for everything, stored without settings.
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, nullptr), errSecSuccess);
-  OSStatus status;
-  auto settings = copySettings(root_.get(), kSecTrustSettingsDomainAdmin, &status);
-  ASSERT_EQ(status, errSecSuccess);
+  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kAdmin, nullptr), errSecSuccess);
+  xpc::CFRef<CFArrayRef> settings;
+  ASSERT_EQ(copySettings(root_.get(), kAdmin, &settings), errSecSuccess);
   EXPECT_EQ(CFArrayGetCount(settings.get()), 0);
-  EXPECT_EQ(valueAt(readPropertyList(kAdminPlist).get(), {"trustList", openssl(kISRGRootX1).sha1, "trustSettings"}),
-            nullptr);
+  EXPECT_EQ(valueAt(readPropertyList(kAdminPlist).get(), {"trustList", isrg_.trustKey(), "trustSettings"}), nullptr);
 }
 
 TEST_F(TrustSettings, RemovingTheLastEntryRemovesTheRecord) {
-  EXPECT_EQ(SecTrustSettingsRemoveTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin), errSecNoTrustSettings);
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(1).get()),
-            errSecSuccess);
-  auto other = certificateFrom(openssl(kGoDaddyClass2).der);
-  EXPECT_EQ(SecTrustSettingsRemoveTrustSettings(other.get(), kSecTrustSettingsDomainAdmin), errSecItemNotFound);
-  ASSERT_EQ(SecTrustSettingsRemoveTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin), errSecSuccess);
+  EXPECT_EQ(SecTrustSettingsRemoveTrustSettings(root_.get(), kAdmin), errSecNoTrustSettings);
+  ASSERT_EQ(trust(1), errSecSuccess);
+  auto other = certificateFrom(Certificate(kGoDaddyClass2).der);
+  EXPECT_EQ(SecTrustSettingsRemoveTrustSettings(other.get(), kAdmin), errSecItemNotFound);
+  ASSERT_EQ(SecTrustSettingsRemoveTrustSettings(root_.get(), kAdmin), errSecSuccess);
   EXPECT_NE(access(kAdminPlist, F_OK), 0);
-  OSStatus status;
-  copySettings(root_.get(), kSecTrustSettingsDomainAdmin, &status);
-  EXPECT_EQ(status, errSecItemNotFound);
+  EXPECT_EQ(copySettings(root_.get(), kAdmin), errSecItemNotFound);
 }
 
 TEST_F(TrustSettings, TheSystemDomainIsReadOnlyAndTheUserDomainIsRootsOwn) {
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainSystem, helperSettings(1).get()),
-            errSecDataNotModifiable);
+  EXPECT_EQ(trust(1, kSecTrustSettingsDomainSystem), errSecDataNotModifiable);
   EXPECT_EQ(SecTrustSettingsRemoveTrustSettings(root_.get(), kSecTrustSettingsDomainSystem), errSecDataNotModifiable);
-  OSStatus status;
-  copySettings(root_.get(), kSecTrustSettingsDomainSystem, &status);
-  EXPECT_EQ(status, errSecItemNotFound);
-  EXPECT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), static_cast<SecTrustSettingsDomain>(7), nullptr),
-            errSecParam);
+  EXPECT_EQ(copySettings(root_.get(), kSecTrustSettingsDomainSystem), errSecItemNotFound);
+  EXPECT_EQ(trust(1, static_cast<SecTrustSettingsDomain>(7)), errSecParam);
 
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainUser, helperSettings(1).get()),
-            errSecSuccess);
-  const std::string rootRecord = "/Library/Security/Trust Settings/FFFFEEEE-DDDD-CCCC-BBBB-AAAA00000000.plist";
+  ASSERT_EQ(trust(1), errSecSuccess);
+  EXPECT_EQ(copySettings(root_.get(), kSecTrustSettingsDomainUser), errSecItemNotFound) << "the user domain is another";
+  ASSERT_EQ(trust(1, kSecTrustSettingsDomainUser), errSecSuccess);
   struct stat file;
-  ASSERT_EQ(stat(rootRecord.c_str(), &file), 0);
+  ASSERT_EQ(stat("/Library/Security/Trust Settings/FFFFEEEE-DDDD-CCCC-BBBB-AAAA00000000.plist", &file), 0);
   EXPECT_EQ(file.st_mode & 07777, 0600u);
-  copySettings(root_.get(), kSecTrustSettingsDomainUser, &status);
-  EXPECT_EQ(status, errSecSuccess);
+  EXPECT_EQ(copySettings(root_.get(), kSecTrustSettingsDomainUser), errSecSuccess);
 }
 
 TEST_F(TrustSettings, OnlyRootChangesAdminSettingsButEveryoneReadsThem) {
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(1).get()),
-            errSecSuccess);
+  ASSERT_EQ(trust(1), errSecSuccess);
   std::string before = fileBytes(kAdminPlist);
-  std::string der = openssl(kISRGRootX1).der;
+  std::string der = isrg_.der;
   EXPECT_EQ(asUser([&] {
               auto certificate = certificateFrom(der);
-              OSStatus status;
-              if (CFArrayGetCount(copySettings(certificate.get(), kSecTrustSettingsDomainAdmin, &status).get()) != 3) {
-                return 1;
-              }
-              if (SecTrustSettingsSetTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin, nullptr) !=
-                  errAuthorizationDenied) {
+              xpc::CFRef<CFArrayRef> settings;
+              if (copySettings(certificate.get(), kAdmin, &settings) != errSecSuccess) return 1;
+              if (CFArrayGetCount(settings.get()) != 3) return 1;
+              if (SecTrustSettingsSetTrustSettings(certificate.get(), kAdmin, nullptr) != errAuthorizationDenied) {
                 return 2;
               }
-              if (SecTrustSettingsRemoveTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin) !=
-                  errAuthorizationDenied) {
-                return 3;
-              }
+              if (SecTrustSettingsRemoveTrustSettings(certificate.get(), kAdmin) != errAuthorizationDenied) return 3;
               return 0;
             }),
             0);
@@ -259,32 +230,10 @@ TEST_F(TrustSettings, ABrokenRecordIsReportedNotUsed) {
                     "<key>AB</key><dict><key>issuerName</key><data></data></dict></dict></dict></plist>")}) {
     mkdir("/Library/Security/Trust Settings", 0755);
     writeFile(kAdminPlist, broken);
-    OSStatus status;
-    copySettings(root_.get(), kSecTrustSettingsDomainAdmin, &status);
-    EXPECT_EQ(status, errSecInvalidTrustSettings);
-    EXPECT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, nullptr),
-              errSecInvalidTrustSettings);
+    EXPECT_EQ(copySettings(root_.get(), kAdmin), errSecInvalidTrustSettings);
+    EXPECT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kAdmin, nullptr), errSecInvalidTrustSettings);
     EXPECT_EQ(fileBytes(kAdminPlist), broken);
   }
-}
-
-TEST_F(TrustSettings, TheCertificatesWithSettingsAreThoseInTheKeychains) {
-  xpc::CFRef<CFArrayRef> certificates;
-  EXPECT_EQ(SecTrustSettingsCopyCertificates(kSecTrustSettingsDomainAdmin, certificates.initializeInto()),
-            errSecNoTrustSettings);
-  ASSERT_EQ(SecTrustSettingsSetTrustSettings(root_.get(), kSecTrustSettingsDomainAdmin, helperSettings(1).get()),
-            errSecSuccess);
-  EXPECT_EQ(SecTrustSettingsCopyCertificates(kSecTrustSettingsDomainAdmin, certificates.initializeInto()),
-            errSecNoTrustSettings)
-      << "not in a keychain";
-  auto keychain = openKeychain();
-  ASSERT_EQ(SecCertificateAddToKeychain(root_.get(), keychain.get()), errSecSuccess);
-  auto other = certificateFrom(openssl(kGoDaddyClass2).der);
-  ASSERT_EQ(SecCertificateAddToKeychain(other.get(), keychain.get()), errSecSuccess);
-  ASSERT_EQ(SecTrustSettingsCopyCertificates(kSecTrustSettingsDomainAdmin, certificates.initializeInto()),
-            errSecSuccess);
-  ASSERT_EQ(CFArrayGetCount(certificates.get()), 1);
-  EXPECT_TRUE(CFEqual(CFArrayGetValueAtIndex(certificates.get(), 0), root_.get()));
 }
 
 }  // namespace
