@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "CertificateTrustPolicyHelper.h"
-#include "LogLine.h"
 #include "StringTools.h"
 
 namespace {
@@ -51,21 +50,11 @@ const char* readRequired(CommandHandlerBase& family, xpc_object_t message,
 KeychainConfigurationSettings::KeychainConfigurationSettings(Logger* logger)
     : CommandHandlerBase(logger), keychain(logger) {}
 
-void KeychainConfigurationSettings::log(unsigned char level, const std::string& text) {
-  xpc::logLine(logger, level, text);
-}
-
-bool KeychainConfigurationSettings::noMessage(xpc_object_t message, const char* text) {
-  if (message != nullptr) return false;
-  log(4, text);
-  return true;
-}
-
 xpc_object_t KeychainConfigurationSettings::handleCommand(std::string command,
                                                           xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "No command object was provided while attempting to handle commands for keychain "
-           "settings!");
+  if (noMessage(message,
+                "No command object was provided while attempting to handle commands for keychain "
+                "settings!")) {
     return nullptr;
   }
   if (command.empty()) {

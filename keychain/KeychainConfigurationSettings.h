@@ -30,9 +30,6 @@ class KeychainConfigurationSettings : public CommandHandlerBase {
   using Handler = xpc_object_t (KeychainConfigurationSettings::*)(xpc_object_t);
 
  private:
-  // Whether the message is missing, after logging `text` if it is.
-  bool noMessage(xpc_object_t message, const char* text);
-  void log(unsigned char level, const std::string& text);
 
   xpc::KeychainHelper keychain;
 };

@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "Ipv6SettingHelper.h"
-#include "LogLine.h"
 #include "ProxySettingHelper.h"
 #include "StringTools.h"
 #include "SysConfigDynamicStorePreferencesHelper.h"
@@ -55,14 +54,10 @@ InterfaceConfigurationSettings::Result InterfaceConfigurationSettings::Result::e
   return result;
 }
 
-void InterfaceConfigurationSettings::log(unsigned char level, const std::string& text) {
-  xpc::logLine(logger, level, text);
-}
-
 xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
                                                            xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "No command object was provided while attempting to handle interface commands!");
+  if (noMessage(message,
+                "No command object was provided while attempting to handle interface commands!")) {
     return nullptr;
   }
   if (command.empty()) {
@@ -78,10 +73,7 @@ xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
 
 xpc_object_t InterfaceConfigurationSettings::run(xpc_object_t message, const Checks& checks,
                                                  const Operation& operation) {
-  if (message == nullptr) {
-    log(4, checks.noMessageText);
-    return nullptr;
-  }
+  if (noMessage(message, checks.noMessageText)) return nullptr;
   Arguments arguments;
   arguments.first = getStringFromXpc(message, checks.firstKey);
   if (arguments.first.empty()) return createError(message, checks.firstInvalidText);

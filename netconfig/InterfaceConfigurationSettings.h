@@ -68,5 +68,4 @@ class InterfaceConfigurationSettings : public CommandHandlerBase {
   // operation's outcome.
   xpc_object_t run(xpc_object_t message, const Checks& checks, const Operation& operation);
 
-  void log(unsigned char level, const std::string& text);
 };

@@ -60,15 +60,11 @@ bool loadAndSet(Logger* logger, xpc::PlistManipulator& file, const char* path,
 SystemConfigurationSettings::SystemConfigurationSettings(Logger* logger)
     : CommandHandlerBase(logger) {}
 
-void SystemConfigurationSettings::log(unsigned char level, const std::string& text) {
-  xpc::logLine(logger, level, text);
-}
-
 xpc_object_t SystemConfigurationSettings::handleCommand(std::string command,
                                                         xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "No command object was provided while attempting to handle system configuration "
-           "settings!");
+  if (noMessage(message,
+                "No command object was provided while attempting to handle system configuration "
+                "settings!")) {
     return nullptr;
   }
   if (command.empty()) {
@@ -85,8 +81,8 @@ xpc_object_t SystemConfigurationSettings::handleCommand(std::string command,
 }
 
 xpc_object_t SystemConfigurationSettings::changeUpdateCheckSettings(xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "The command object was NULL while attempting to change update check settings!");
+  if (noMessage(message,
+                "The command object was NULL while attempting to change update check settings!")) {
     return nullptr;
   }
   bool enable = xpc_dictionary_get_bool(message, "Enable");
@@ -108,9 +104,9 @@ xpc_object_t SystemConfigurationSettings::changeUpdateCheckSettings(xpc_object_t
 }
 
 xpc_object_t SystemConfigurationSettings::changeFirewallState(xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "No command object was provided while attempting to change the state of the "
-           "firewall!");
+  if (noMessage(message,
+                "No command object was provided while attempting to change the state of the "
+                "firewall!")) {
     return nullptr;
   }
   int state = getIntFromXpc(message, "Enabled");
@@ -126,10 +122,7 @@ xpc_object_t SystemConfigurationSettings::changeFirewallState(xpc_object_t messa
 xpc_object_t SystemConfigurationSettings::changeNetworkLocations(xpc_object_t message,
                                                                  const LocationCommand& command) {
   xpc::NetworkLocationHelper locations(logger, false);
-  if (message == nullptr) {
-    log(4, command.noMessageText);
-    return nullptr;
-  }
+  if (noMessage(message, command.noMessageText)) return nullptr;
   std::string name = getLocation(message);
   if (name.empty()) return createError(message, command.invalidText);
   log(5, command.progressText + name + "'.");
@@ -140,10 +133,7 @@ xpc_object_t SystemConfigurationSettings::changeNetworkLocations(xpc_object_t me
 }
 
 std::string SystemConfigurationSettings::getLocation(xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "No command object was provided in getLocation()!");
-    return "";
-  }
+  if (noMessage(message, "No command object was provided in getLocation()!")) return "";
   std::string name = getStringFromXpc(message, "Location");
   if (name.empty()) log(4, "No location information provided in getLocation()!");
   return name;

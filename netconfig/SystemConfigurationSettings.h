@@ -33,5 +33,4 @@ class SystemConfigurationSettings : public CommandHandlerBase {
   // The pattern the three location commands share.
   xpc_object_t changeNetworkLocations(xpc_object_t message, const LocationCommand& command);
 
-  void log(unsigned char level, const std::string& text);
 };

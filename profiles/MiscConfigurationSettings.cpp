@@ -10,7 +10,6 @@
 #include "ConfigurationProfileManager.h"
 #include "CoreWlanHelper.h"
 #include "ExecuteProgram.h"
-#include "LogLine.h"
 #include "OsFileSystemUtils.h"
 #include "StringTools.h"
 
@@ -36,10 +35,6 @@ std::string errorText(int error) { return std::to_string(error) + " -- " + std::
 
 MiscConfigurationSettings::MiscConfigurationSettings(Logger* logger) : CommandHandlerBase(logger) {}
 
-void MiscConfigurationSettings::log(unsigned char level, const std::string& text) {
-  xpc::logLine(logger, level, text);
-}
-
 xpc_object_t MiscConfigurationSettings::handleCommand(std::string command, xpc_object_t message) {
   using Self = MiscConfigurationSettings;
   // The order in which the words are tested.
@@ -51,10 +46,7 @@ xpc_object_t MiscConfigurationSettings::handleCommand(std::string command, xpc_o
       {"deleteprofilesforssid", &Self::deleteProfilesForSsid},
   };
 
-  if (message == nullptr) {
-    log(4, kNoCommandText);
-    return nullptr;
-  }
+  if (noMessage(message, kNoCommandText)) return nullptr;
   if (command.empty()) return createError(message, kNoCommandText);
   // Unlike the other families, this one takes its words only as written: in
   // lower case.
@@ -65,8 +57,9 @@ xpc_object_t MiscConfigurationSettings::handleCommand(std::string command, xpc_o
 }
 
 xpc_object_t MiscConfigurationSettings::installZipToApplicationFolder(xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "No command object was provided while attempting to install a .zip to the application folder!");
+  if (noMessage(message,
+                "No command object was provided while attempting to install a .zip to the "
+                "application folder!")) {
     return nullptr;
   }
   std::string zip = getStringFromXpc(message, "ZipFile");
@@ -90,10 +83,7 @@ xpc_object_t MiscConfigurationSettings::installZipToApplicationFolder(xpc_object
 }
 
 xpc_object_t MiscConfigurationSettings::deleteFileAsRoot(xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "No command object was provided while attempting to delete a file as root!");
-    return nullptr;
-  }
+  if (noMessage(message, "No command object was provided while attempting to delete a file as root!")) return nullptr;
   std::string file = getStringFromXpc(message, "File");
   if (file.empty()) return createError(message, "No file name was provided to delete!");
   if (!xpc::StringTools::startsWith(file, kDeletablePrefix)) {
@@ -108,8 +98,9 @@ xpc_object_t MiscConfigurationSettings::deleteFileAsRoot(xpc_object_t message) {
 bool MiscConfigurationSettings::readSsidRequest(xpc_object_t message, SsidRequest& request,
                                                 xpc_object_t& refusal) {
   refusal = nullptr;
-  if (message == nullptr) {
-    log(4, "No command object was provided while attempting to delete a network configuration for an SSID!");
+  if (noMessage(message,
+                "No command object was provided while attempting to delete a network configuration "
+                "for an SSID!")) {
     return false;
   }
   request.ssid = static_cast<const char*>(xpc_dictionary_get_data(message, "SSID", &request.length));
@@ -146,10 +137,7 @@ xpc_object_t MiscConfigurationSettings::deleteNetworkConfigForSsid(xpc_object_t 
 }
 
 xpc_object_t MiscConfigurationSettings::removeHelperApp(xpc_object_t message) {
-  if (message == nullptr) {
-    log(4, "The message provided to removeHelperApp() was NULL!");
-    return nullptr;
-  }
+  if (noMessage(message, "The message provided to removeHelperApp() was NULL!")) return nullptr;
   // The installed files are named by the service label. Nothing is
   // restored when the second removal fails, and the running process goes on
   // serving: launchd drops the job once its files are gone.

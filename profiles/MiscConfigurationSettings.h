@@ -42,5 +42,4 @@ class MiscConfigurationSettings : public CommandHandlerBase {
   // request lacks either.
   bool readSsidRequest(xpc_object_t message, SsidRequest& request, xpc_object_t& refusal);
 
-  void log(unsigned char level, const std::string& text);
 };

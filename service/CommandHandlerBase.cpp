@@ -2,11 +2,22 @@
 
 #include <climits>
 
+#include "LogLine.h"
 #include "ReplyBuilder.h"
 
 CommandHandlerBase::CommandHandlerBase(Logger* logger) : logger(logger) {}
 
 CommandHandlerBase::~CommandHandlerBase() {}
+
+void CommandHandlerBase::log(unsigned char level, const std::string& text) {
+  xpc::logLine(logger, level, text);
+}
+
+bool CommandHandlerBase::noMessage(xpc_object_t message, const std::string& text) {
+  if (message != nullptr) return false;
+  log(4, text);
+  return true;
+}
 
 xpc_object_t CommandHandlerBase::createError(xpc_object_t message, std::string text) {
   return ReplyBuilder::error(message, text);

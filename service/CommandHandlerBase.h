@@ -36,5 +36,10 @@ class CommandHandlerBase {
   int getIntFromXpc(xpc_object_t message, std::string key);
 
  protected:
+  void log(unsigned char level, const std::string& text);
+  // Whether the message is missing, after logging `text` at level 4 if it is:
+  // a family's first step for the request and for each of its commands.
+  bool noMessage(xpc_object_t message, const std::string& text);
+
   Logger* logger;
 };
