@@ -5,6 +5,7 @@
 // are void pointers with manual retain/release).
 
 #include <dispatch/dispatch.h>
+#include <bsm/audit.h>
 #include <stdarg.h>
 #include <stdbool.h>
 #include <stddef.h>
