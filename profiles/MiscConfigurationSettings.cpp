@@ -180,7 +180,9 @@ bool MiscConfigurationSettings::deleteProfileBySsid(std::string ssid, std::strin
     return false;
   }
   ConfigurationProfileManager manager(logger);
-  if (!manager.loadProfiles(kProfileDump)) {
+  // Only root can replace the dump in /tmp once it is ours, so checking it
+  // before it is read is enough to read no link.
+  if (!files.isPlainFile(kProfileDump) || !manager.loadProfiles(kProfileDump)) {
     log(4, "Unable to read the existing configuration profile information!");
     if (!files.deleteFile(kProfileDump)) log(3, "Unable to delete the configuration profile dump temporary file!");
     return false;

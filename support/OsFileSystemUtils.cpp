@@ -387,6 +387,16 @@ bool OsFileSystemUtils::createFreshFile(std::string path) {
   return false;
 }
 
+bool OsFileSystemUtils::isPlainFile(std::string path) {
+  if (!preparePath(path, "No file name was provided while checking for a plain file!")) return false;
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    logLine(logger, 4, "'" + path + "' is not a plain file!");
+    return false;
+  }
+  return true;
+}
+
 OsFileSystemUtils::Confinement OsFileSystemUtils::deleteFileWithin(const std::string& folder,
                                                                    const std::string& path, int& error) {
   error = 0;

@@ -50,6 +50,8 @@ class OsFileSystemUtils {
   // without following a link. In a sticky directory such as /tmp nobody else
   // can then swap the file, so a tool can be told to write it.
   bool createFreshFile(std::string path);
+  // Whether the path names a regular file itself, not a link to one.
+  bool isPlainFile(std::string path);
 
   bool deleteFile(std::string path);
   enum class Confinement { Removed, Outside, Failed };

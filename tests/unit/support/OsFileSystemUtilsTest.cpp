@@ -178,6 +178,9 @@ TEST_F(OsFileSystemUtilsTest, FixedFilesAreCreatedAfreshWithoutFollowingLinks) {
   ASSERT_EQ(symlink("/tmp/precious", "/tmp/link"), 0);
   EXPECT_EQ(files.readFileToString("/tmp/link"), "");
   EXPECT_EQ(files.readFileToString("/tmp/precious"), "root's own\n");
+  EXPECT_FALSE(files.isPlainFile("/tmp/link"));
+  EXPECT_FALSE(files.isPlainFile("/tmp/output.txt/"));
+  EXPECT_TRUE(files.isPlainFile("/tmp/precious"));
 }
 
 TEST_F(OsFileSystemUtilsTest, ConfinedDeletionResolvesThePathAndFollowsNoLink) {
