@@ -20,6 +20,7 @@ int ExecuteProgram::executeWithShell(std::string command) {
   xpc::OsFileSystemUtils files(logger);
   if (!files.createFreshFile(kStdOutPath) || !files.createFreshFile(kStdErrPath)) {
     xpc::logLine(logger, 4, "Unable to prepare the files that capture a command's output!");
+    xpc::OsFileSystemUtils(nullptr).deleteFile(kStdOutPath);  // in case only the second failed
     stdOut.clear();
     stdErr.clear();
     return -1;

@@ -322,8 +322,8 @@ std::string OsFileSystemUtils::readFileToString(std::string path) {
   int descriptor = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
   FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "r");
   if (file == nullptr) {
-    if (descriptor >= 0) close(descriptor);
     int error = errno;
+    if (descriptor >= 0) close(descriptor);
     logLine(logger, 4, "Unable to open the file '" + path + "' for reading!  Error : " +
                            std::to_string(error));
     logLine(logger, 4, "   Error string : " + errorText(error));
@@ -375,7 +375,6 @@ bool OsFileSystemUtils::createFreshFile(std::string path) {
     int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor >= 0) {
       close(descriptor);
-      logLine(logger, 6, "Created the empty file '" + path + "'.");
       return true;
     }
     if (errno != EEXIST) {
