@@ -127,7 +127,8 @@ TEST_F(HostileClientTest, ShellBoundArgumentsAreDataNotCode) {
     EXPECT_TRUE(installedProfiles().empty());
 
     // No such user: the tool is asked about exactly that name and refuses.
-    EXPECT_TRUE(helper.fails("commitmobileconfig", {{"MobileConfigPath", profile}, {"CurrentUsername", "alex" + hostile}}));
+    EXPECT_TRUE(
+        helper.fails("commitmobileconfig", {{"MobileConfigPath", profile}, {"CurrentUsername", "alex" + hostile}}));
     EXPECT_TRUE(helper.succeeds("deleteprofilesforssid", {ssid("Campus-Secure"), {"Username", "alex" + hostile}}));
 
     EXPECT_TRUE(helper.succeeds("installzipappasroot", {{"ZipFile", archive}}));
@@ -160,14 +161,16 @@ TEST_F(HostileClientTest, PlantedLinksAtFixedPathsLeaveTheirTargetsAlone) {
   EXPECT_TRUE(installedProfiles().empty());
   for (const std::string& path : kFixedFiles) unlink(path.c_str());
   plantLinks();
-  EXPECT_TRUE(helper.succeeds("installsystemcacertwithsecuritycmd", {{"PEMdata", Certificate("ISRG_Root_X1.crt").pem}}));
+  const std::string pem = Certificate("ISRG_Root_X1.crt").pem;
+  EXPECT_TRUE(helper.succeeds("installsystemcacertwithsecuritycmd", {{"PEMdata", pem}}));
   EXPECT_EQ(fileBytes(kVictim), "precious");
   EXPECT_FALSE(exists("/tmp/tempcert.cer")) << "removed after use";
   EXPECT_FALSE(exists("/tmp/output.txt"));
 
   // A directory that cannot be removed stops the command before anything runs.
   for (const std::string& path : kFixedFiles) unlink(path.c_str());
-  ASSERT_EQ(plantAsAlex({{Plant::Directory, "/tmp/cmdstdout.txt", ""}, {Plant::File, "/tmp/cmdstdout.txt/kept", "x"}}), 0);
+  ASSERT_EQ(plantAsAlex({{Plant::Directory, "/tmp/cmdstdout.txt", ""}, {Plant::File, "/tmp/cmdstdout.txt/kept", "x"}}),
+            0);
   EXPECT_TRUE(helper.fails("commitmobileconfig", {{"MobileConfigPath", kCampusSecure}, {"AsSystemProfile", true}}));
   EXPECT_TRUE(helper.logged(4, "Unable to prepare the files that capture a command's output!"));
   EXPECT_TRUE(installedProfiles().empty());
@@ -205,7 +208,8 @@ TEST_F(HostileClientTest, OversizedArgumentsAreRefusedBeforeAnythingIsWritten) {
   writeFile("/tmp/a.mobileconfig", fileBytes(kCampusSecure));
   std::string deep = "/tmp/";
   while (deep.size() <= PATH_MAX) deep += "./";
-  EXPECT_EQ(helper.error("commitmobileconfig", {{"MobileConfigPath", deep + "a.mobileconfig"}, {"AsSystemProfile", true}}),
+  EXPECT_EQ(helper.error("commitmobileconfig",
+                         {{"MobileConfigPath", deep + "a.mobileconfig"}, {"AsSystemProfile", true}}),
             "The value provided for 'MobileConfigPath' is too long to be acted on!");
   EXPECT_TRUE(installedProfiles().empty());
 

@@ -11,7 +11,9 @@ namespace {
 
 xpc::XpcRef request() { return xpc::XpcRef(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt); }
 
-std::string refusal(const char* key) { return std::string("The value provided for '") + key + "' is too long to be acted on!"; }
+std::string refusal(const char* key) {
+  return std::string("The value provided for '") + key + "' is too long to be acted on!";
+}
 
 TEST(RequestLimitsTest, PathsUpToPathMaxAndOtherValuesUpTo64KiB) {
   const std::string path(PATH_MAX, 'p'), value(64 * 1024, 'v');
