@@ -13,6 +13,7 @@
 #include "LogLine.h"
 #include "MacStringUtils.h"
 #include "OsFileSystemUtils.h"
+#include "ShellQuote.h"
 
 namespace xpc {
 
@@ -343,11 +344,18 @@ bool KeychainHelper::installCertificateWithSecurityCommand(std::string pem, bool
     log(4, "Unable to write our public certificate data to a temporary file!");
     return false;
   }
+  // The shell's redirection would follow a link planted at the fixed name.
   std::string outputPath = files.getTemporaryDirectory() + "output.txt";
+  if (!files.createFreshFile(outputPath)) {
+    unlink(certificatePath.c_str());
+    return false;
+  }
   std::string command = "/usr/bin/security add-trusted-cert ";
   if (!userDomain) command += "-d ";
   command += isIntermediate ? "-r trustAsRoot " : "-r trustRoot ";
-  command += "-p basic -p ssl -p eap " + certificatePath + " > " + outputPath + " 2>&1";
+  // The certificate may have landed in the home or current directory.
+  command += "-p basic -p ssl -p eap " + ShellQuote::word(certificatePath) + " > " +
+             ShellQuote::word(outputPath) + " 2>&1";
   log(5, "Calling : " + command);
 
   int status = std::system(command.c_str());

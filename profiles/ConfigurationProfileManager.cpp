@@ -5,6 +5,7 @@
 #include "ExecuteProgram.h"
 #include "LogLine.h"
 #include "PlistManipulator.h"
+#include "ShellQuote.h"
 
 namespace {
 
@@ -196,9 +197,10 @@ bool ConfigurationProfileManager::deleteProfilesForSsidAndUsername(std::string s
     xpc::logLine(logger, 5,
                  "Found a match for the user name and SSID '" + ssid +
                      "'.  Attempting to delete the profile.");
-    // Neither value is quoted: the profiles tool takes them as they are.
-    std::string line = "/usr/bin/profiles -R -p " + profile.getIdentifier();
-    if (username != kComputerLevel) line += " -U " + username;
+    // Identifiers often hold blanks, and the dump and the user name are
+    // anyone's text: each goes to the shell as one word.
+    std::string line = "/usr/bin/profiles -R -p " + xpc::ShellQuote::word(profile.getIdentifier());
+    if (username != kComputerLevel) line += " -U " + xpc::ShellQuote::word(username);
     ExecuteProgram program(logger);
     int result = program.executeWithShell(line);
     if (result != 0) {

@@ -5,6 +5,7 @@
 #include "ExecuteProgram.h"
 #include "InterfaceConfigurationSettings.h"
 #include "OsFileSystemUtils.h"
+#include "ShellQuote.h"
 
 xpc_object_t InterfaceConfigurationSettings::commitMobileconfigData(xpc_object_t message) {
   return run(message,
@@ -28,19 +29,21 @@ bool InterfaceConfigurationSettings::writeMobileconfigData(bool asSystemProfile,
     log(4, "The mobileconfig file at '" + path + "' doesn't exist!");
     return false;
   }
-  // The path is quoted, the user name is not; neither is escaped. The tool
-  // takes -i for the machine and -I with -U for a user.
+  // Both values are one shell word each: the path inside the quotes the line
+  // has always had, the user name on its own. The tool takes -i for the
+  // machine and -I with -U for a user.
   std::string line;
   if (asSystemProfile) {
     log(5, "Building the profile call to install as a system profile.");
-    line = "/usr/bin/profiles -i -F \"" + path + "\"";
+    line = "/usr/bin/profiles -i -F \"" + xpc::ShellQuote::insideDoubleQuotes(path) + "\"";
   } else {
     log(5, "Building the profile call to install as the current user.");
     if (username.empty()) {
       log(4, "Unable to install the profile as the current user!  The user name provided was an empty string!");
       return false;
     }
-    line = "/usr/bin/profiles -I -U " + username + " -F \"" + path + "\"";
+    line = "/usr/bin/profiles -I -U " + xpc::ShellQuote::word(username) + " -F \"" +
+           xpc::ShellQuote::insideDoubleQuotes(path) + "\"";
   }
   ExecuteProgram program(logger);
   int result = program.executeWithShell(line);

@@ -1,7 +1,5 @@
 #include "MiscConfigurationSettings.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -11,7 +9,7 @@
 #include "CoreWlanHelper.h"
 #include "ExecuteProgram.h"
 #include "OsFileSystemUtils.h"
-#include "StringTools.h"
+#include "ShellQuote.h"
 
 struct MiscConfigurationSettings::Command {
   const char* word;
@@ -25,7 +23,8 @@ const char kNoCommandText[] = "No command object was provided while handling mis
 
 const char kProfileDump[] = "/tmp/profiledump.txt";
 
-// The only files "deletefileasroot" removes: those whose path starts so.
+// The only files "deletefileasroot" removes: those whose canonical path
+// starts so.
 const char kDeletablePrefix[] = "/Applications/helloworld";
 
 // "<errno> -- <its text>", as the failure replies quote an error.
@@ -72,9 +71,10 @@ xpc_object_t MiscConfigurationSettings::installZipToApplicationFolder(xpc_object
   if (archive == nullptr) return createError(message, "The source .zip file doesn't appear to exist at : " + zip);
   std::fclose(archive);
   // The destination only chooses between the two folders; no path is taken
-  // from the client but the archive's.
+  // from the client but the archive's, and that goes in as one word.
   const char* folder = destination == "Utilities" ? "/Applications/Utilities/" : "/Applications/";
-  std::string line = std::string("unzip -o \"") + zip + "\" -d \"" + folder + "\"";
+  std::string line =
+      std::string("unzip -o \"") + xpc::ShellQuote::insideDoubleQuotes(zip) + "\" -d \"" + folder + "\"";
   int result = std::system(line.c_str());
   if (result == 0) return createSuccessOrFailure(message, true);
   // The raw status goes to strerror as it is.
@@ -86,13 +86,16 @@ xpc_object_t MiscConfigurationSettings::deleteFileAsRoot(xpc_object_t message) {
   if (noMessage(message, "No command object was provided while attempting to delete a file as root!")) return nullptr;
   std::string file = getStringFromXpc(message, "File");
   if (file.empty()) return createError(message, "No file name was provided to delete!");
-  if (!xpc::StringTools::startsWith(file, kDeletablePrefix)) {
-    return createError(message, "The file name provided does not meet the criteria necessary for deletion!");
+  int error = 0;
+  switch (xpc::OsFileSystemUtils(logger).deleteFileWithin(kDeletablePrefix, file, error)) {
+    case xpc::OsFileSystemUtils::Confinement::Removed:
+      return createSuccessOrFailure(message, true);
+    case xpc::OsFileSystemUtils::Confinement::Outside:
+      return createError(message, "The file name provided does not meet the criteria necessary for deletion!");
+    case xpc::OsFileSystemUtils::Confinement::Failed:
+      break;
   }
-  if (unlink(file.c_str()) != 0) {
-    return createError(message, "Unable to delete the requested file!  (Error : " + errorText(errno) + ")");
-  }
-  return createSuccessOrFailure(message, true);
+  return createError(message, "Unable to delete the requested file!  (Error : " + errorText(error) + ")");
 }
 
 bool MiscConfigurationSettings::readSsidRequest(xpc_object_t message, SsidRequest& request,
@@ -165,13 +168,21 @@ bool MiscConfigurationSettings::deleteProfileBySsid(std::string ssid, std::strin
     log(4, "No SSID was provided while attempting to delete profiles for the named SSID!");
     return false;
   }
-  if (ExecuteProgram(logger).executeWithShell(std::string("/usr/bin/profiles -P -o ") + kProfileDump) != 0) {
+  // The tool is told to write the dump only once it is a file of our own,
+  // which no other user can swap for a link in /tmp.
+  xpc::OsFileSystemUtils files(logger);
+  bool listed = files.createFreshFile(kProfileDump) &&
+                ExecuteProgram(logger).executeWithShell(std::string("/usr/bin/profiles -P -o ") + kProfileDump) == 0;
+  if (!listed) {
     log(4, "Unable to get the listing of all available profiles!");
+    // Quietly: the file may never have been made.
+    xpc::OsFileSystemUtils(nullptr).deleteFile(kProfileDump);
     return false;
   }
-  xpc::OsFileSystemUtils files(logger);
   ConfigurationProfileManager manager(logger);
-  if (!manager.loadProfiles(kProfileDump)) {
+  // Only root can replace the dump in /tmp once it is ours, so checking it
+  // before it is read is enough to read no link.
+  if (!files.isPlainFile(kProfileDump) || !manager.loadProfiles(kProfileDump)) {
     log(4, "Unable to read the existing configuration profile information!");
     if (!files.deleteFile(kProfileDump)) log(3, "Unable to delete the configuration profile dump temporary file!");
     return false;

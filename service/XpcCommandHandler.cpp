@@ -7,6 +7,7 @@
 #include "Logger.h"
 #include "MiscConfigurationSettings.h"
 #include "ReplyBuilder.h"
+#include "RequestLimits.h"
 #include "SystemConfigurationSettings.h"
 
 namespace {
@@ -56,6 +57,8 @@ xpc_object_t XpcCommandHandler::handleDictionaryCommand(xpc_connection_t /*conne
                                                         xpc_object_t message) {
   const char* value = xpc_dictionary_get_string(message, "Command");
   if (value == nullptr) return createError(message, "Command value was NULL!");
+  std::string refusal = RequestLimits::check(message);
+  if (!refusal.empty()) return createError(message, refusal);
 
   std::string command(value);
   log(5, "Got command : " + command);

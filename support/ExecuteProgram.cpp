@@ -15,6 +15,16 @@ const char kStdErrPath[] = "/tmp/cmdstderr.txt";
 ExecuteProgram::ExecuteProgram(Logger* logger) : logger(logger) {}
 
 int ExecuteProgram::executeWithShell(std::string command) {
+  // The shell's redirections would follow a link planted at a capture path
+  // and write wherever it leads, as root.
+  xpc::OsFileSystemUtils files(logger);
+  if (!files.createFreshFile(kStdOutPath) || !files.createFreshFile(kStdErrPath)) {
+    xpc::logLine(logger, 4, "Unable to prepare the files that capture a command's output!");
+    xpc::OsFileSystemUtils(nullptr).deleteFile(kStdOutPath);  // in case only the second failed
+    stdOut.clear();
+    stdErr.clear();
+    return -1;
+  }
   std::string line = command + " > " + kStdOutPath + " 2> " + kStdErrPath;
   int status = std::system(line.c_str());
   collect(kStdOutPath, stdOut, "Unable to delete the temp file! (1)");

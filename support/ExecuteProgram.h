@@ -4,13 +4,16 @@
 class Logger;
 
 // Runs one command line through /bin/sh as root and keeps what it printed.
-// The capture files are fixed paths under /tmp: one command at a time.
+// The capture files are fixed paths under /tmp, created afresh for every run:
+// one command at a time.
 class ExecuteProgram {
  public:
   explicit ExecuteProgram(Logger* logger);
 
   // The raw wait status from system(): 0 for success, exit status n as n * 256,
-  // -1 when no shell could be started. The command is not quoted or escaped.
+  // -1 when no shell could be started or the capture files could not be
+  // created. The command is run as it is: callers quote what they insert
+  // (ShellQuote).
   int executeWithShell(std::string command);
   std::string getStdOut() const;
   std::string getStdErr() const;

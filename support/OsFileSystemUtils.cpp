@@ -1,6 +1,7 @@
 #include "OsFileSystemUtils.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +21,9 @@ namespace {
 
 const char kTemporaryDirectory[] = "/tmp/";
 const std::size_t kReadChunk = 1024;
+// How often createFreshFile removes a file planted again before it could
+// create its own, before it gives up.
+const int kCreateAttempts = 8;
 
 std::string errorText(int error) { return std::strerror(error); }
 
@@ -294,8 +298,9 @@ std::string OsFileSystemUtils::writeToTempLocation(std::string name, Writer writ
   for (const std::string& directory :
        {getTemporaryDirectory(), getHomeDirectory(), getCurrentDirectory()}) {
     if (directory.empty()) continue;
-    std::string path = directory + name;
-    if (write(path)) return StringTools::stripInvalidPathnameCharacters(path);
+    // A fixed name in a shared folder may have been planted; start afresh.
+    std::string path = StringTools::stripInvalidPathnameCharacters(directory + name);
+    if (createFreshFile(path) && write(path)) return path;
   }
   logLine(logger, 4, "Unable to write data to a temporary file!  No temporary locations appear to "
                      "be writeable!");
@@ -314,9 +319,11 @@ std::string OsFileSystemUtils::writeBinaryToTempFile(std::string name, const uns
 
 std::string OsFileSystemUtils::readFileToString(std::string path) {
   if (!prepareFilePath(path, "An empty string was provided to readFileToString()!")) return "";
-  FILE* file = std::fopen(path.c_str(), "r");
+  int descriptor = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "r");
   if (file == nullptr) {
     int error = errno;
+    if (descriptor >= 0) close(descriptor);
     logLine(logger, 4, "Unable to open the file '" + path + "' for reading!  Error : " +
                            std::to_string(error));
     logLine(logger, 4, "   Error string : " + errorText(error));
@@ -348,6 +355,119 @@ bool OsFileSystemUtils::deleteFile(std::string path) {
   }
   logLine(logger, 5, "The file '" + path + "' was removed.");
   return true;
+}
+
+bool OsFileSystemUtils::createFreshFile(std::string path) {
+  if (!preparePath(path, "No file name was provided while attempting to create a file!")) return false;
+  // O_EXCL loses when something is planted again between the removal and the
+  // creation; then we remove that too.
+  for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+      int error = errno;
+      // A planted directory goes only if it is empty; it is never followed.
+      if (rmdir(path.c_str()) != 0 && errno != ENOENT) {
+        if (errno != ENOTDIR) error = errno;
+        logLine(logger, 4, "Unable to remove what is at '" + path + "' before creating the file!  (" +
+                               errorDetail(error) + ")");
+        return false;
+      }
+    }
+    int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor >= 0) {
+      close(descriptor);
+      return true;
+    }
+    if (errno != EEXIST) {
+      logLine(logger, 4, "Unable to create the file '" + path + "'!  (" + errorDetail(errno) + ")");
+      return false;
+    }
+  }
+  logLine(logger, 4, "Unable to create the file '" + path + "'!  Something else kept taking its place.");
+  return false;
+}
+
+bool OsFileSystemUtils::isPlainFile(std::string path) {
+  if (!preparePath(path, "No file name was provided while checking for a plain file!")) return false;
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    logLine(logger, 4, "'" + path + "' is not a plain file!");
+    return false;
+  }
+  return true;
+}
+
+OsFileSystemUtils::Confinement OsFileSystemUtils::deleteFileWithin(const std::string& folder,
+                                                                   const std::string& path, int& error) {
+  error = 0;
+  if (!StringTools::startsWith(path, "/")) return Confinement::Outside;
+  std::vector<std::string> parts;
+  for (const std::string& part : StringTools::split(path, '/')) {
+    if (!part.empty()) parts.push_back(part);
+  }
+
+  // The text the path stands for once "." and ".." are resolved decides.
+  std::vector<std::string> canonical;
+  for (const std::string& part : parts) {
+    if (part == "..") {
+      if (!canonical.empty()) canonical.pop_back();
+    } else if (part != ".") {
+      canonical.push_back(part);
+    }
+  }
+  std::string text;
+  for (const std::string& part : canonical) text += "/" + part;
+  if (canonical.empty() || !StringTools::startsWith(text, folder)) return Confinement::Outside;
+
+  // Then the path as written is walked from the root through directories that
+  // are not links: so it reaches exactly that text, and a planted link can
+  // lead nowhere else.
+  std::vector<int> directories{open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+  auto closeAll = [&directories]() {
+    for (int descriptor : directories) {
+      if (descriptor >= 0) close(descriptor);
+    }
+  };
+  if (directories.back() < 0) {
+    error = errno;
+    closeAll();
+    return Confinement::Failed;
+  }
+  const std::string& last = parts.back();
+  // A path ending in "/", "." or ".." names a directory, which is walked like
+  // the rest and then refused as unlink refuses any directory.
+  bool named = last != "." && last != ".." && path.back() != '/';
+  Confinement result = Confinement::Removed;
+  for (std::size_t i = 0; i < parts.size() - (named ? 1 : 0) && result == Confinement::Removed; ++i) {
+    const std::string& part = parts[i];
+    if (part == ".") continue;
+    if (part == "..") {
+      if (directories.size() > 1) {
+        close(directories.back());
+        directories.pop_back();
+      }
+      continue;
+    }
+    int next = openat(directories.back(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (next >= 0) {
+      directories.push_back(next);
+      continue;
+    }
+    error = errno;
+    struct stat info;
+    bool link = fstatat(directories.back(), part.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+                S_ISLNK(info.st_mode);
+    if (link) logLine(logger, 4, "The path '" + path + "' leads through a symbolic link!");
+    result = link ? Confinement::Outside : Confinement::Failed;
+  }
+  if (result == Confinement::Removed && !named) {
+    error = EISDIR;
+    result = Confinement::Failed;
+  } else if (result == Confinement::Removed && unlinkat(directories.back(), last.c_str(), 0) != 0) {
+    error = errno;
+    result = Confinement::Failed;
+  }
+  closeAll();
+  return result;
 }
 
 bool OsFileSystemUtils::deleteDirectory(std::string path) {

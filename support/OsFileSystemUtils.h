@@ -44,9 +44,22 @@ class OsFileSystemUtils {
                                     std::size_t length);
   // The file's text, always ending in a newline when not empty; "" when it
   // cannot be read.
+  // A symbolic link is not followed: it cannot be read this way.
   std::string readFileToString(std::string path);
+  // Removes whatever is at `path` and creates an empty file there, mode 0600,
+  // without following a link. In a sticky directory such as /tmp nobody else
+  // can then swap the file, so a tool can be told to write it.
+  bool createFreshFile(std::string path);
+  // Whether the path names a regular file itself, not a link to one.
+  bool isPlainFile(std::string path);
 
   bool deleteFile(std::string path);
+  enum class Confinement { Removed, Outside, Failed };
+  // Removes the file (a final symbolic link itself) only when the path, with
+  // "." and ".." resolved, begins with `folder` and reaches it through real
+  // directories only; a link on the way counts as Outside. On Failed,
+  // `error` holds the errno.
+  Confinement deleteFileWithin(const std::string& folder, const std::string& path, int& error);
   bool deleteDirectory(std::string path);
 
   bool findFiles(std::string start, std::vector<std::string> names, bool caseInsensitive,

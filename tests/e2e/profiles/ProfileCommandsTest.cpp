@@ -116,7 +116,8 @@ TEST_F(ProfileCommandsTest, AProfileWithoutADisplayNameFailsTheWholeListing) {
 }
 
 TEST_F(ProfileCommandsTest, AFailedListingOrRemovalIsAFailureAndTheDumpStillGoes) {
-  // A user name with a blank splits the removal's command line.
+  // A profile stored for a user the system does not know: the tool refuses
+  // to remove it. The name reaches the tool whole, blank included.
   install(kCampusSecure, "alex");
   std::string store = fileBytes(kStore);
   store.replace(store.find("<key>alex</key>"), 15, "<key>alex smith</key>");
@@ -125,7 +126,8 @@ TEST_F(ProfileCommandsTest, AFailedListingOrRemovalIsAFailureAndTheDumpStillGoes
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {4, "Unable to delete the target profile! (Error code : 256)"}));
   EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const LogLine& line) {
-    return line.level == 5 && line.text.rfind("   STDERR : Usage: profiles -i -F file\n", 0) == 0;
+    return line.level == 5 && line.text.rfind("   STDERR : profiles remove for identifier:", 0) == 0 &&
+           line.text.find("user:\u2018alex smith\u2019 returned 2 (No such user)") != std::string::npos;
   }));
   EXPECT_TRUE(contains(lines, {4, "Unable to delete all of the existing configuration profiles for the SSID "
                                   "'Campus-Secure'!"}));

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "CFTestSupport.h"
 #include "LogCapture.h"
@@ -10,6 +11,17 @@
 namespace {
 
 using xpc::OsFileSystemUtils;
+using Confinement = xpc::OsFileSystemUtils::Confinement;
+
+// An empty root-owned file of mode 0600 that is no link.
+void expectFreshFile(const char* path) {
+  struct stat info;
+  ASSERT_EQ(lstat(path, &info), 0) << path;
+  EXPECT_TRUE(S_ISREG(info.st_mode)) << path;
+  EXPECT_EQ(info.st_mode & 07777, 0600u) << path;
+  EXPECT_EQ(info.st_uid, geteuid()) << path;
+  EXPECT_EQ(info.st_size, 0) << path;
+}
 
 // Every test runs in a fresh /tmp of its own fake Mac.
 class OsFileSystemUtilsTest : public CFTest {
@@ -131,6 +143,87 @@ TEST_F(OsFileSystemUtilsTest, FindFilesSearchesTheWholeTree) {
 
   EXPECT_FALSE(files.findFiles("/tmp/tree", {"Library/x"}, false, found));
   EXPECT_FALSE(files.findFiles("/tmp/none", {"x"}, false, found));
+}
+
+// What another user may have left at a fixed path in /tmp is replaced, never
+// written through.
+TEST_F(OsFileSystemUtilsTest, FixedFilesAreCreatedAfreshWithoutFollowingLinks) {
+  writeFile("/tmp/precious", "root's own");
+  ASSERT_EQ(symlink("/tmp/precious", "/tmp/cmdstdout.txt"), 0);
+  ASSERT_TRUE(files.createFreshFile("/tmp/cmdstdout.txt"));
+  expectFreshFile("/tmp/cmdstdout.txt");
+  EXPECT_EQ(fileBytes("/tmp/precious"), "root's own");
+
+  writeFile("/tmp/cmdstderr.txt", "planted");
+  chmod("/tmp/cmdstderr.txt", 0666);
+  chown("/tmp/cmdstderr.txt", 501, 20);  // where the namespace maps that user
+  ASSERT_TRUE(files.createFreshFile("/tmp/cmdstderr.txt"));
+  expectFreshFile("/tmp/cmdstderr.txt");
+
+  ASSERT_EQ(mkdir("/tmp/output.txt", 0777), 0);
+  ASSERT_TRUE(files.createFreshFile("/tmp/output.txt"));
+  expectFreshFile("/tmp/output.txt");
+  ASSERT_EQ(mkdir("/tmp/profiledump.txt", 0777), 0);
+  writeFile("/tmp/profiledump.txt/kept", "x");
+  EXPECT_FALSE(files.createFreshFile("/tmp/profiledump.txt"));
+  EXPECT_TRUE(log.saw(4, "Unable to remove what is at '/tmp/profiledump.txt' before creating the file!  (" +
+                             OsFileSystemUtils::errorDetail(ENOTEMPTY) + ")"));
+  EXPECT_EQ(fileBytes("/tmp/profiledump.txt/kept"), "x");
+
+  // Temporary files and what is read back go the same way.
+  ASSERT_EQ(symlink("/tmp/precious", "/tmp/tempcert.cer"), 0);
+  EXPECT_EQ(files.writeStringToTempFile("tempcert.cer", "PEM"), "/tmp/tempcert.cer");
+  EXPECT_EQ(fileBytes("/tmp/tempcert.cer"), "PEM\n");
+  EXPECT_EQ(fileBytes("/tmp/precious"), "root's own");
+  ASSERT_EQ(symlink("/tmp/precious", "/tmp/link"), 0);
+  EXPECT_EQ(files.readFileToString("/tmp/link"), "");
+  EXPECT_EQ(files.readFileToString("/tmp/precious"), "root's own\n");
+  EXPECT_FALSE(files.isPlainFile("/tmp/link"));
+  EXPECT_FALSE(files.isPlainFile("/tmp/output.txt/"));
+  EXPECT_TRUE(files.isPlainFile("/tmp/precious"));
+}
+
+TEST_F(OsFileSystemUtilsTest, ConfinedDeletionResolvesThePathAndFollowsNoLink) {
+  const std::string folder = "/Applications/helloworld";
+  ASSERT_EQ(mkdir("/Applications/helloworld.app", 0755), 0);
+  ASSERT_EQ(mkdir("/Applications/helloworld.app/Contents", 0755), 0);
+  writeFile("/tmp/victim", "kept");
+  int error = -1;
+
+  // Outside the folder once "." and ".." are resolved, or not absolute.
+  for (const char* path : {"/Applications/helloworld/../../tmp/victim", "/Applications/helloworld.app/../../tmp/victim",
+                           "/applications/helloworld.app/x", "Applications/helloworld", "/Applications/helloworld/..",
+                           "/"}) {
+    EXPECT_EQ(files.deleteFileWithin(folder, path, error), Confinement::Outside) << path;
+  }
+  // A directory on the way that is a link leads nowhere.
+  ASSERT_EQ(symlink("/tmp", "/Applications/helloworld-tmp"), 0);
+  EXPECT_EQ(files.deleteFileWithin(folder, "/Applications/helloworld-tmp/victim", error), Confinement::Outside);
+  ASSERT_EQ(symlink("/tmp", "/Applications/helloworld.app/Contents/up"), 0);
+  EXPECT_EQ(files.deleteFileWithin(folder, "/Applications/helloworld.app/Contents/up/victim", error),
+            Confinement::Outside);
+  EXPECT_EQ(fileBytes("/tmp/victim"), "kept");
+
+  // A final link is removed itself; its target stays.
+  ASSERT_EQ(symlink("/tmp/victim", "/Applications/helloworld.app/Contents/final"), 0);
+  EXPECT_EQ(files.deleteFileWithin(folder, "/Applications/helloworld.app/Contents/final", error), Confinement::Removed);
+  EXPECT_NE(access("/Applications/helloworld.app/Contents/final", F_OK), 0);
+  EXPECT_EQ(fileBytes("/tmp/victim"), "kept");
+
+  writeFile("/Applications/helloworld.app/Contents/Info.plist", "x");
+  EXPECT_EQ(files.deleteFileWithin(folder, "/Applications/./helloworld.app/Contents/../Contents//Info.plist", error),
+            Confinement::Removed);
+  EXPECT_NE(access("/Applications/helloworld.app/Contents/Info.plist", F_OK), 0);
+
+  // Inside, but not a file that can go: the system's reason.
+  const std::vector<std::pair<const char*, int>> failures{{"/Applications/helloworld.app/Contents", EISDIR},
+                                                          {"/Applications/helloworld.app/none/x", ENOENT},
+                                                          {"/Applications/helloworld.app/Contents/", EISDIR},
+                                                          {"/Applications/helloworld", ENOENT}};
+  for (const auto& [path, expected] : failures) {
+    EXPECT_EQ(files.deleteFileWithin(folder, path, error), Confinement::Failed) << path;
+    EXPECT_EQ(error, expected) << path;
+  }
 }
 
 }  // namespace
