@@ -107,15 +107,18 @@ class Parser {
     next();
     if (!expectSymbol("]")) return nullptr;
     if (field.compare(0, 6, "field.") == 0) {
-      if (!isWord("exists") || !validOid(field.substr(6))) return nullptr;
-      next();
+      // A field on its own asks whether it exists, as Apple's own
+      // requirements write it (`[field.OID] /* exists */`).
+      if (!validOid(field.substr(6)) || isSymbol("=")) return nullptr;
+      if (isWord("exists")) next();
       auto node = make(Node::CertificateField);
       node->slot = slot;
       node->value = field.substr(6);
       return node;
     }
     std::string attribute = subjectAttribute(field);
-    if (attribute.empty() || !expectSymbol("=") || token_.kind != Token::String) return nullptr;
+    if (attribute.empty() || !expectSymbol("=") || (token_.kind != Token::String && token_.kind != Token::Word))
+      return nullptr;
     auto node = make(Node::CertificateSubject);
     node->slot = slot;
     node->attribute = attribute;

@@ -2,7 +2,7 @@
 // A code requirement in Apple's text form, as far as the emulation reads it:
 //   anchor apple | anchor apple generic
 //   identifier "x" | identifier x | identifier = "x"
-//   certificate|cert leaf|root|N|-N [field.OID] exists
+//   certificate|cert leaf|root|N|-N [field.OID] [exists]
 //   certificate|cert leaf|root|N|-N [subject.CN|O|OU|C|L|ST] = "x"
 //   ! r | r and r | r or r | ( r )      (! binds tightest, then and, then or)
 // with /* */ and // comments. Anything else is refused when parsed.

@@ -175,7 +175,9 @@ OSStatus CodeSignature::verifyCms(const CodeSignature &signature, CFDataRef dire
     if (X509_check_issued(certificate, certificate) == X509_V_OK) X509_STORE_add_cert(store.get(), certificate);
   }
   // Code signatures outlive their certificates, as on the Mac by default.
-  X509_STORE_set_flags(store.get(), X509_V_FLAG_NO_CHECK_TIME);
+  // Apple marks its developer certificates with critical extensions of its
+  // own, which the code-signing verifier knows and OpenSSL does not.
+  X509_STORE_set_flags(store.get(), X509_V_FLAG_NO_CHECK_TIME | X509_V_FLAG_IGNORE_CRITICAL);
   std::unique_ptr<X509_STORE_CTX, StoreContextFree> context(X509_STORE_CTX_new());
   if (!context || X509_STORE_CTX_init(context.get(), store.get(), leaf, carried) != 1 ||
       X509_verify_cert(context.get()) != 1) {
