@@ -48,7 +48,16 @@
   KEY(kSecPolicyAppleEAP, "1.2.840.113635.100.1.12")                 \
   KEY(kSecPolicyOid, "SecPolicyOid")                                 \
   KEY(kSecPolicyName, "SecPolicyName")                               \
-  KEY(kSecPolicyClient, "SecPolicyClient")
+  KEY(kSecPolicyClient, "SecPolicyClient")                           \
+  KEY(kSecGuestAttributePid, "pid")                                  \
+  KEY(kSecGuestAttributeAudit, "audit")                              \
+  KEY(kSecCodeInfoCertificates, "certificates")                      \
+  KEY(kSecCodeInfoEntitlementsDict, "entitlements-dict")             \
+  KEY(kSecCodeInfoFlags, "flags")                                    \
+  KEY(kSecCodeInfoFormat, "format")                                  \
+  KEY(kSecCodeInfoIdentifier, "identifier")                          \
+  KEY(kSecCodeInfoMainExecutable, "main-executable")                 \
+  KEY(kSecCodeInfoTeamIdentifier, "teamid")
 
 #define SEC_DEFINE_CONSTANT(name, text) CFStringRef name;
 SEC_STRING_CONSTANTS(SEC_DEFINE_CONSTANT)

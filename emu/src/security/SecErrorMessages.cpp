@@ -15,6 +15,18 @@ struct StatusMessage {
 // The framework's messages, byte for byte.
 const StatusMessage kMessages[] = {
     {errSecSuccess, "No error."},
+    {errSecCSUnimplemented, "unimplemented code signing feature"},
+    {errSecCSInvalidObjectRef, "invalid API object reference"},
+    {errSecCSInvalidFlags, "invalid or inappropriate API flag(s) specified"},
+    {errSecCSObjectRequired, "a required pointer argument was NULL"},
+    {errSecCSStaticCodeNotFound, "cannot find code object on disk"},
+    {errSecCSNoSuchCode, "host has no guest with the requested attributes"},
+    {errSecCSUnsigned, "code object is not signed at all"},
+    {errSecCSSignatureFailed, "invalid signature (code or signature have been modified)"},
+    {errSecCSReqInvalid, "invalid or corrupted code requirement(s)"},
+    {errSecCSReqUnsupported, "unsupported type or version of code requirement(s)"},
+    {errSecCSReqFailed, "code failed to satisfy specified code requirement(s)"},
+    {errSecCSBadObjectFormat, "object file format unrecognized, invalid, or unsuitable"},
     {errSecUnimplemented, "Function or operation not implemented."},
     {errSecIO, "I/O error."},
     {errSecOpWr, "File already open with write permission."},

@@ -88,4 +88,9 @@ inline CFStringRef accessKey() { return CFSTR("Access"); }
 // calling program under the item's label (Create rule).
 CFDictionaryRef createAccessRecord(SecAccessRef access, CFStringRef label);
 
+// Code requirements (SecRequirement.cpp): the parsed requirement behind a
+// reference, or null when it is not one.
+class CodeRequirement;
+const CodeRequirement *requirementOf(SecRequirementRef requirement);
+
 }  // namespace emu::sec

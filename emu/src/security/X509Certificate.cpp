@@ -216,4 +216,12 @@ std::string X509Certificate::inferredLabel() const {
   return addresses.empty() ? "X509 Certificate" : addresses.front();
 }
 
+bool X509Certificate::hasExtension(const std::string &oid) const {
+  ASN1_OBJECT *object = OBJ_txt2obj(oid.c_str(), 1);
+  if (object == nullptr) return false;
+  bool found = X509_get_ext_by_OBJ(x509_.get(), object, -1) >= 0;
+  ASN1_OBJECT_free(object);
+  return found;
+}
+
 }  // namespace emu::sec

@@ -46,6 +46,9 @@ class X509Certificate {
   // printable component; with a description component in parentheses;
   // else an email address; else "X509 Certificate".
   std::string inferredLabel() const;
+  // Whether an extension with this dotted OID is present, critical or not.
+  bool hasExtension(const std::string &oid) const;
+  X509 *x509() const { return x509_.get(); }
 
  private:
   struct Free {
