@@ -17,6 +17,10 @@ extern const struct _xpc_dictionary_s _xpc_error_connection_invalid;
 #define XPC_ERROR_CONNECTION_INVALID XPC_GLOBAL_OBJECT(_xpc_error_connection_invalid)
 extern const struct _xpc_dictionary_s _xpc_error_termination_imminent;
 #define XPC_ERROR_TERMINATION_IMMINENT XPC_GLOBAL_OBJECT(_xpc_error_termination_imminent)
+// A reply came from a peer that does not satisfy the connection's code-signing
+// requirement (incoming requests from such a peer are dropped, not reported).
+extern const struct _xpc_dictionary_s _xpc_error_peer_code_signing_requirement;
+#define XPC_ERROR_PEER_CODE_SIGNING_REQUIREMENT XPC_GLOBAL_OBJECT(_xpc_error_peer_code_signing_requirement)
 
 #define XPC_CONNECTION_MACH_SERVICE_LISTENER (1 << 0)
 #define XPC_CONNECTION_MACH_SERVICE_PRIVILEGED (1 << 1)
@@ -27,6 +31,8 @@ extern const struct _xpc_dictionary_s _xpc_error_termination_imminent;
 XPC_WARN_RESULT xpc_connection_t xpc_connection_create_mach_service(const char *name, dispatch_queue_t targetq,
                                                                     uint64_t flags);
 void xpc_connection_set_event_handler(xpc_connection_t connection, xpc_handler_t handler);
+// Before the connection is activated: where its events are delivered.
+void xpc_connection_set_target_queue(xpc_connection_t connection, dispatch_queue_t targetq);
 void xpc_connection_activate(xpc_connection_t connection);
 void xpc_connection_suspend(xpc_connection_t connection);
 void xpc_connection_resume(xpc_connection_t connection);
@@ -39,7 +45,14 @@ void xpc_connection_send_message_with_reply(xpc_connection_t connection, xpc_obj
 XPC_WARN_RESULT xpc_object_t xpc_connection_send_message_with_reply_sync(xpc_connection_t connection,
                                                                          xpc_object_t message);
 const char *xpc_connection_get_name(xpc_connection_t connection);
-pid_t xpc_connection_get_pid(xpc_connection_t connection);
+XPC_WARN_RESULT pid_t xpc_connection_get_pid(xpc_connection_t connection);
+XPC_WARN_RESULT uid_t xpc_connection_get_euid(xpc_connection_t connection);
+// Every message must come from a peer that satisfies `requirement` (code-signing
+// requirement language), checked by the kernel's identity of the peer; a
+// listener's requirement applies to every peer it accepts. Non-zero when the
+// requirement cannot be read. Once per connection.
+XPC_WARN_RESULT int xpc_connection_set_peer_code_signing_requirement(xpc_connection_t connection,
+                                                                    const char *requirement);
 
 __END_DECLS
 

@@ -111,6 +111,7 @@ Connection::~Connection() {
     if (entry.second.queue) dispatch_release(entry.second.queue);
   }
   if (handler_) Block_release(handler_);
+  if (requirement_) CFRelease(requirement_);
   dispatch_release(queue_);
 }
 
@@ -141,6 +142,67 @@ void Connection::setEventHandler(xpc_handler_t handler) {
   handler_ = copy;
   lock.unlock();
   if (old) Block_release(old);
+}
+
+void Connection::setTargetQueue(dispatch_queue_t targetq) {
+  if (!targetq) misuse("a connection needs a target queue");
+  dispatch_retain(targetq);
+  std::unique_lock<std::mutex> lock(mu_);
+  // Events already scheduled would run on the old queue.
+  if (activated_) misuse("the target queue is set before the connection is activated");
+  dispatch_queue_t old = queue_;
+  queue_ = targetq;
+  lock.unlock();
+  dispatch_release(old);
+}
+
+int Connection::setPeerRequirement(const char* text) {
+  if (role_ == Role::Client) misuse("peer requirements are emulated for listeners and their peers only");
+  CFStringRef string = CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
+  SecRequirementRef requirement = nullptr;
+  OSStatus status = string ? SecRequirementCreateWithString(string, kSecCSDefaultFlags, &requirement)
+                           : errSecCSReqInvalid;
+  if (string) CFRelease(string);
+  if (status != errSecSuccess) return EINVAL;
+  std::lock_guard<std::mutex> lock(mu_);
+  if (requirement_) misuse("a connection's peer requirement is set only once");
+  requirement_ = requirement;
+  return 0;
+}
+
+audit_token_t Connection::auditToken() const {
+  audit_token_t token{};
+  if (identity_) token = kernel::auditTokenOf(*identity_);
+  return token;
+}
+
+bool Connection::admits(pid_t sender) {
+  SecRequirementRef requirement;
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    requirement = requirement_;
+    if (!requirement) return true;
+    CFRetain(requirement);
+  }
+  // Another process writing on the peer's socket (it was handed on, say) is
+  // not the peer the kernel vouched for.
+  bool admitted = identity_ && sender == identity_->pid;
+  if (admitted && verdict_ < 0) {
+    audit_token_t token = kernel::auditTokenOf(*identity_);
+    CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(&token), sizeof token);
+    const void* keys[] = {kSecGuestAttributeAudit};
+    const void* values[] = {data};
+    CFDictionaryRef attributes = CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
+                                                    &kCFTypeDictionaryValueCallBacks);
+    SecCodeRef code = nullptr;
+    verdict_ = SecCodeCopyGuestWithAttributes(nullptr, attributes, kSecCSDefaultFlags, &code) == errSecSuccess &&
+               SecCodeCheckValidity(code, kSecCSDefaultFlags, requirement) == errSecSuccess;
+    if (code) CFRelease(code);
+    CFRelease(attributes);
+    CFRelease(data);
+  }
+  CFRelease(requirement);
+  return admitted && verdict_ == 1;
 }
 
 void Connection::activate() {
@@ -310,7 +372,7 @@ void Connection::readLoop(int fd, uint64_t session) {
     pid_t sender = 0;
     size_t got = readFully(fd, prefix, sizeof prefix, &sender);
     if (got == 0) break;  // closed between frames
-    if (sender > 0) pid_ = sender;
+    if (sender > 0 && role_ == Role::Client) pid_ = sender;
     uint32_t length = got == sizeof prefix ? Wire::bodyLength(prefix) : 0;
     std::string body(length, '\0');
     Wire::Header header;
@@ -320,7 +382,7 @@ void Connection::readLoop(int fd, uint64_t session) {
       malformed = true;
       break;
     }
-    receive(header, message);
+    receive(header, message, sender);
   }
   {
     std::lock_guard<std::mutex> write(writeMu_);
@@ -337,7 +399,13 @@ void Connection::readLoop(int fd, uint64_t session) {
   }
 }
 
-void Connection::receive(const Wire::Header& header, Object* message) {
+void Connection::receive(const Wire::Header& header, Object* message, pid_t sender) {
+  if (!admits(sender)) {
+    // A request is dropped unseen; whoever waits for a reply learns why.
+    message->release();
+    if (!header.replyTo) return;
+    message = error(&_xpc_error_peer_code_signing_requirement);
+  }
   std::unique_lock<std::mutex> lock(mu_);
   auto waiter = header.replyTo ? waiters_.find(header.replyTo) : waiters_.end();
   if (finished_ || (header.replyTo && waiter == waiters_.end())) {
@@ -377,7 +445,12 @@ void Connection::acceptLoop(int fd) {
     }
     auto* peer = new Connection(Role::Peer, "", nullptr);
     peer->fd_ = peerFd;
-    peer->pid_ = rendezvous::peerPid(peerFd);
+    // Who connected, as the kernel saw it then; and from now on, who wrote
+    // each message (SCM_CREDENTIALS).
+    peer->identity_ = kernel::captureSocketPeer(peerFd);
+    peer->pid_ = peer->identity_ ? peer->identity_->pid : rendezvous::peerPid(peerFd);
+    int on = 1;
+    setsockopt(peerFd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
     peer->runtimeRef_ = true;  // its only reference
     peer->heldForListener_ = true;
     std::unique_lock<std::mutex> lock(mu_);
@@ -386,6 +459,7 @@ void Connection::acceptLoop(int fd) {
       peer->release();
       break;
     }
+    if (requirement_) peer->requirement_ = static_cast<SecRequirementRef>(const_cast<void*>(CFRetain(requirement_)));
     peer->retain();  // the runtime's; the event below owns the creation reference
     inbox_.push_back(Event{peer, {}, false});
     scheduleLocked();
@@ -529,6 +603,14 @@ void xpc_connection_set_event_handler(xpc_connection_t connection, xpc_handler_t
   Connection::from(connection)->setEventHandler(handler);
 }
 
+void xpc_connection_set_target_queue(xpc_connection_t connection, dispatch_queue_t targetq) {
+  Connection::from(connection)->setTargetQueue(targetq);
+}
+
+int xpc_connection_set_peer_code_signing_requirement(xpc_connection_t connection, const char* requirement) {
+  return Connection::from(connection)->setPeerRequirement(requirement);
+}
+
 void xpc_connection_activate(xpc_connection_t connection) { Connection::from(connection)->activate(); }
 
 void xpc_connection_suspend(xpc_connection_t connection) { Connection::from(connection)->suspend(); }
@@ -553,5 +635,13 @@ xpc_object_t xpc_connection_send_message_with_reply_sync(xpc_connection_t connec
 const char* xpc_connection_get_name(xpc_connection_t connection) { return Connection::from(connection)->name(); }
 
 pid_t xpc_connection_get_pid(xpc_connection_t connection) { return Connection::from(connection)->pid(); }
+
+uid_t xpc_connection_get_euid(xpc_connection_t connection) { return Connection::from(connection)->euid(); }
+
+// Not in the SDK's headers, but exported by libxpc and what a service uses to
+// ask the Security framework about a peer.
+void xpc_connection_get_audit_token(xpc_connection_t connection, audit_token_t* token) {
+  *token = Connection::from(connection)->auditToken();
+}
 
 }  // extern "C"

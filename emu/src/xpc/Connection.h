@@ -3,9 +3,14 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 
+#include <Security/Security.h>
+#include <bsm/audit.h>
+
+#include "../kernel/ProcessIdentity.h"
 #include "Object.h"
 #include "Wire.h"
 
@@ -29,6 +34,9 @@ class Connection : public Object {
   static Connection* createListener(const char* name, dispatch_queue_t targetq);
 
   void setEventHandler(xpc_handler_t handler);
+  void setTargetQueue(dispatch_queue_t targetq);
+  // Non-zero if the requirement cannot be read.
+  int setPeerRequirement(const char* requirement);
   void activate();
   void suspend();
   void resume();
@@ -39,6 +47,10 @@ class Connection : public Object {
   Object* sendWithReplySync(Object& message);
   const char* name() const;
   pid_t pid() const { return pid_; }
+  uid_t euid() const { return identity_ ? identity_->uid : static_cast<uid_t>(-1); }
+  // The peer's audit token as the kernel gave it when the peer connected; all
+  // zeros for a connection that is not a peer.
+  audit_token_t auditToken() const;
 
   void describe(std::string& out, int depth) const override;
 
@@ -68,7 +80,11 @@ class Connection : public Object {
   static void* ioThreadMain(void* start);
   void readLoop(int fd, uint64_t session);
   void acceptLoop(int fd);
-  void receive(const Wire::Header& header, Object* message);
+  void receive(const Wire::Header& header, Object* message, pid_t sender);
+  // Whether a message written by process `sender` may be delivered: always,
+  // unless a code-signing requirement is set; then only from the process that
+  // connected, if it satisfies the requirement.
+  bool admits(pid_t sender);
 
   void holdForRuntimeLocked();
   void answerLocked(const Waiter& waiter, Object* object);
@@ -86,6 +102,10 @@ class Connection : public Object {
   dispatch_queue_t queue_;  // retained
   std::atomic<uint64_t> nextId_{1};
   std::atomic<pid_t> pid_{0};
+  // A peer's identity, taken from the kernel when it connected.
+  std::shared_ptr<const kernel::ProcessIdentity> identity_;
+  SecRequirementRef requirement_ = nullptr;  // guarded by mu_
+  int verdict_ = -1;  // the requirement's verdict on the identity once known; the reader's alone
 
   std::mutex writeMu_;    // orders writes; guards connecting and closing the socket
   int fd_ = -1;           // the socket (listening socket for a listener), -1 when closed

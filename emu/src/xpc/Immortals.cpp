@@ -20,6 +20,7 @@ const struct _xpc_bool_s _xpc_bool_false = {0};
 const struct _xpc_dictionary_s _xpc_error_connection_interrupted = {0};
 const struct _xpc_dictionary_s _xpc_error_connection_invalid = {0};
 const struct _xpc_dictionary_s _xpc_error_termination_imminent = {0};
+const struct _xpc_dictionary_s _xpc_error_peer_code_signing_requirement = {0};
 const char* const _xpc_error_key_description = "XPCErrorDescription";
 
 }  // extern "C"
@@ -28,7 +29,7 @@ namespace emu::xpc {
 namespace {
 
 struct Table {
-  static constexpr int kSymbols = 5;
+  static constexpr int kSymbols = 6;
   const void* symbols[kSymbols];
   Object* objects[kSymbols];
 };
@@ -49,12 +50,13 @@ Object* error(const _xpc_dictionary_s& symbol, const char* description) {
 const Table& table() {
   static const Table* const instance = new Table{
       {&_xpc_bool_true, &_xpc_bool_false, &_xpc_error_connection_interrupted, &_xpc_error_connection_invalid,
-       &_xpc_error_termination_imminent},
+       &_xpc_error_termination_imminent, &_xpc_error_peer_code_signing_requirement},
       {immortal(new Bool(XPC_TYPE_BOOL, true), &_xpc_bool_true),
        immortal(new Bool(XPC_TYPE_BOOL, false), &_xpc_bool_false),
        error(_xpc_error_connection_interrupted, "Connection interrupted"),
        error(_xpc_error_connection_invalid, "Connection invalid"),
-       error(_xpc_error_termination_imminent, "Termination imminent")}};
+       error(_xpc_error_termination_imminent, "Termination imminent"),
+       error(_xpc_error_peer_code_signing_requirement, "Peer Forbidden")}};
   return *instance;
 }
 

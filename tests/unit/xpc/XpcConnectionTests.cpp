@@ -274,3 +274,60 @@ TEST_F(XpcConnection, LiveObjectsReturnToTheirCountAfterRequestsAndTeardown) {
 }
 
 }  // namespace
+
+namespace {
+
+// A listener's code-signing requirement reaches every peer it accepts: what
+// code that fails it sends is dropped unseen, while code that satisfies it
+// (this test program is signed as the client application) is served.
+TEST_F(XpcConnection, APeerRequirementDropsWhatCodeThatFailsItSends) {
+  for (bool satisfied : {true, false}) {
+    SCOPED_TRACE(satisfied ? "satisfied" : "not satisfied");
+    const std::string name = name_ + (satisfied ? ".ours" : ".theirs");
+    dispatch_queue_t queue = dispatch_queue_create("requirement", DISPATCH_QUEUE_SERIAL);
+    xpc_connection_t listener =
+        xpc_connection_create_mach_service(name.c_str(), queue, XPC_CONNECTION_MACH_SERVICE_LISTENER);
+    EXPECT_NE(xpc_connection_set_peer_code_signing_requirement(listener, "identifier ("), 0);
+    ASSERT_EQ(xpc_connection_set_peer_code_signing_requirement(
+                  listener, satisfied ? "identifier \"" MACHELPER_CLIENT_ID "\"" : "identifier \"com.example.Nobody\""),
+              0);
+    __block int messages = 0;
+    dispatch_semaphore_t peerEnded = dispatch_semaphore_create(0);
+    dispatch_semaphore_t listenerEnded = dispatch_semaphore_create(0);
+    xpc_connection_set_event_handler(listener, ^(xpc_object_t event) {
+      if (event == XPC_ERROR_CONNECTION_INVALID) dispatch_semaphore_signal(listenerEnded);
+      if (xpc_get_type(event) != XPC_TYPE_CONNECTION) return;
+      xpc_connection_t peer = static_cast<xpc_connection_t>(event);
+      xpc_connection_set_event_handler(peer, ^(xpc_object_t message) {
+        if (message == XPC_ERROR_CONNECTION_INVALID) dispatch_semaphore_signal(peerEnded);
+        if (xpc_get_type(message) != XPC_TYPE_DICTIONARY) return;
+        ++messages;
+        xpc_object_t reply = xpc_dictionary_create_reply(message);
+        if (reply) xpc_connection_send_message(peer, reply);
+        if (reply) xpc_release(reply);
+      });
+      xpc_connection_resume(peer);
+    });
+    xpc_connection_resume(listener);
+    {
+      XpcTestClient client(name);
+      if (satisfied) {
+        EXPECT_EQ(xpc_get_type(client.sendCommand("hello").get()), XPC_TYPE_DICTIONARY);
+      } else {
+        client.sendWithoutReply(op("hello").get());
+      }
+      client.cancel();
+    }
+    // The peer's last event follows whatever it was sent.
+    ASSERT_TRUE(waitFor(peerEnded));
+    EXPECT_EQ(messages, satisfied ? 1 : 0);
+    xpc_connection_cancel(listener);
+    ASSERT_TRUE(waitFor(listenerEnded));
+    xpc_release(listener);
+    dispatch_release(peerEnded);
+    dispatch_release(listenerEnded);
+    dispatch_release(queue);
+  }
+}
+
+}  // namespace
