@@ -1,6 +1,10 @@
 // Process entry: the Mach-service listener and the per-peer event handlers.
 // launchd starts the helper on demand; it runs until "terminate" or until the
 // system stops it.
+//
+// Every event, the listener's and every peer's, is handled on the main queue,
+// one at a time: commands never overlap, whatever the number of clients, so
+// they cannot interleave in the stores, the capture files or the log stream.
 
 #include <dispatch/dispatch.h>
 #include <os/log.h>
@@ -9,6 +13,8 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "ClientRequirement.h"
+#include "ClientVerifier.h"
 #include "Logger.h"
 #include "XpcCommandHandler.h"
 
@@ -19,6 +25,8 @@ static XpcCommandHandler cmdHandler(&logger);
 
 static void handlePeerEvent(xpc_connection_t peer, xpc_object_t event) {
   xpc_type_t type = xpc_get_type(event);
+  // What this peer's message causes is logged to this peer.
+  if (type != XPC_TYPE_ERROR) logger.setRequestConnection(peer);
   logger.addLine(5, "Got peer event..");
 
   if (type == XPC_TYPE_ERROR) {
@@ -37,19 +45,40 @@ static void handlePeerEvent(xpc_connection_t peer, xpc_object_t event) {
   } else {
     logger.addLine(5, "Unexpected type of data passed to our service handler!!!");
   }
+  logger.setRequestConnection(nullptr);
 }
 
-static void handleListenerEvent(xpc_object_t event) {
+// Whether the new peer may talk to the helper. A refused peer is cancelled
+// before any of its messages is handled; one line says who and why.
+static bool admit(const ClientVerifier* verifier, xpc_connection_t peer) {
+  if (verifier == nullptr) return true;
+  std::string refusal = verifier->refusal(peer);
+  if (refusal.empty()) {
+    verifier->enforceOnEveryMessage(peer);
+    return true;
+  }
+  os_log_error(OS_LOG_DEFAULT, "%{public}s", refusal.c_str());
+  logger.addLine(4, refusal);
+  xpc_connection_set_event_handler(peer, ^(xpc_object_t) {
+  });
+  xpc_connection_resume(peer);
+  xpc_connection_cancel(peer);
+  return false;
+}
+
+static void handleListenerEvent(const ClientVerifier* verifier, xpc_object_t event) {
   xpc_type_t type = xpc_get_type(event);
   os_log(OS_LOG_DEFAULT, "Got connection handler event.");
   logger.addLine(5, "Got connection handler event.");
 
   if (type == XPC_TYPE_CONNECTION) {
     xpc_connection_t peer = static_cast<xpc_connection_t>(event);
+    if (!admit(verifier, peer)) return;
     // Until the greeting below, lines reach nobody: the old client has been
     // detached and the new one is not attached yet.
     logger.setXpcConnection(nullptr);
     logger.addLine(5, "Got a new connection..");
+    xpc_connection_set_target_queue(peer, dispatch_get_main_queue());
     xpc_connection_set_event_handler(peer, ^(xpc_object_t peerEvent) {
       handlePeerEvent(peer, peerEvent);
     });
@@ -87,9 +116,13 @@ int main(int /*argc*/, const char* /*argv*/[]) {
     exit(1);
   }
 
+  // Lives as long as the process: dispatch_main() never returns.
+  ClientVerifier clientVerifier(MACHELPER_CLIENT_REQUIREMENT);
+  const ClientVerifier* verifier = MACHELPER_CHECK_CLIENTS ? &clientVerifier : nullptr;
+
   logger.addLine(5, "Configuring connection event handler for helper!");
   xpc_connection_set_event_handler(listener, ^(xpc_object_t event) {
-    handleListenerEvent(event);
+    handleListenerEvent(verifier, event);
   });
   logger.addLine(5, "Calling resume.");
   xpc_connection_resume(listener);
