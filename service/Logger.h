@@ -9,10 +9,14 @@
 // is dropped. Levels: 1 notable outcome, 3 warning, 4 error, 5 progress,
 // 6 detail.
 //
-// There is no lock and the connection is not retained: the helper serves one
-// client at a time and the connection's lifetime belongs to the XPC runtime.
-// The last attach wins; each line reads the connection once, so a line being
-// sent while another thread re-attaches goes to one connection or none.
+// While a request runs, its lines go to the client that sent it instead,
+// whichever client is attached: with several clients, each sees only the
+// lines of its own requests.
+//
+// There is no lock and the connections are not retained: the helper handles
+// one event at a time and a connection's lifetime belongs to the XPC runtime.
+// Each line reads its destination once, so a line being sent while another
+// thread re-attaches goes to one connection or none.
 class Logger {
  public:
   Logger();
@@ -26,7 +30,12 @@ class Logger {
   // first, so the farewell never reaches the new one.
   void setXpcConnection(xpc_connection_t newConnection);
 
+  // The client whose request is running (null when none is): its lines go
+  // to it. Sends nothing by itself.
+  void setRequestConnection(xpc_connection_t requester);
+
  private:
   bool connectionSet;
   std::atomic<xpc_connection_t> connection;
+  std::atomic<xpc_connection_t> requestConnection;
 };

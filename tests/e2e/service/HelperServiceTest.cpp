@@ -4,8 +4,12 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "ChildProcess.h"
+#include "FakeMac.h"
+#include "HelperSession.h"
 #include "XpcTestClient.h"
 
 namespace {
@@ -42,26 +46,69 @@ TEST_F(HelperServiceTest, PingIsAnsweredAndLoggedAfterTheGreeting) {
   EXPECT_EQ(client.takeLogLines(), expected);
 }
 
-TEST_F(HelperServiceTest, ASecondClientTakesTheLogStreamWhileTheFirstKeepsItsReplies) {
+TEST_F(HelperServiceTest, ASecondClientTakesTheLogStreamButEachRequestIsLoggedToItsSender) {
   XpcTestClient first(kLabel);
   first.sendCommand("ping");
-  // The helper logs its closing lines after the reply; the one log stream is
-  // last-writer-wins, so let the first request finish before the next client.
   ASSERT_TRUE(first.waitForLineAfterReply("Freed memory."));
   XpcTestClient second(kLabel);
   second.sendCommand("ping");
   EXPECT_EQ(second.logLines().front(), kGreeting);
 
+  // The first client was told it lost the stream, yet the lines of its own
+  // request still come to it, and only to it.
   xpc::XpcRef reply = first.sendCommand("getversion");
   EXPECT_EQ(replyString(reply.get(), "Response"), "5.0.528");
-  // The first client's stream ends with the farewell, sent when the second
-  // connected; its own request was logged to the second client.
   std::vector<LogLine> firstLines = first.logLines();
-  ASSERT_FALSE(firstLines.empty());
-  EXPECT_EQ(firstLines.back(), (LogLine{5, "Set a new logging connection."}));
-  EXPECT_FALSE(contains(firstLines, "Got command : getversion"));
+  auto farewell = std::find(firstLines.begin(), firstLines.end(), LogLine{5, "Set a new logging connection."});
+  ASSERT_NE(farewell, firstLines.end());
+  EXPECT_NE(std::find(farewell, firstLines.end(), LogLine{5, "Got command : getversion"}), firstLines.end());
   second.sendCommand("ping");
-  EXPECT_TRUE(contains(second.logLines(), "Got command : getversion"));
+  EXPECT_FALSE(contains(second.logLines(), "Got command : getversion"));
+}
+
+// Clients at once: their commands run one after another, so no write meets
+// another's half-made change, and each client hears only its own requests.
+TEST_F(HelperServiceTest, ClientsAtOnceEachHearOnlyTheirOwnRequestsAndEveryWriteLands) {
+  const char* services[] = {kEthernet, kWiFi, kOfficeEthernet, kOfficeWiFi};
+  constexpr int kClients = 4;
+  constexpr int kRounds = 12;
+  std::vector<std::vector<LogLine>> heard(kClients);
+  std::atomic<int> refused{0};
+  std::vector<std::thread> clients;
+  for (int i = 0; i < kClients; ++i) {
+    clients.emplace_back([&, i] {
+      XpcTestClient client(kLabel);
+      for (int round = 0; round < kRounds; ++round) {
+        xpc::XpcRef reply = client.send(makeRequest(
+            "proxysetmanualserver",
+            {{"Uuid", services[i]}, {"NewValue", "client" + std::to_string(i) + ".example"}, {"Port", 100 * i + round}})
+                                            .get());
+        if (replyString(reply.get(), "Response") != "Boolean" || !xpc_dictionary_get_bool(reply.get(), "Success")) {
+          ++refused;
+        }
+        std::vector<LogLine> lines = client.takeLogLines();
+        heard[i].insert(heard[i].end(), lines.begin(), lines.end());
+      }
+    });
+  }
+  for (std::thread& client : clients) client.join();
+
+  EXPECT_EQ(refused, 0);
+  for (int i = 0; i < kClients; ++i) {
+    EXPECT_EQ(std::count(heard[i].begin(), heard[i].end(), LogLine{5, "Got command : proxysetmanualserver"}), kRounds)
+        << "client " << i;
+    for (int other = 0; other < kClients; ++other) {
+      if (other == i) continue;
+      std::string theirs = "client" + std::to_string(other) + ".example";
+      EXPECT_FALSE(std::any_of(heard[i].begin(), heard[i].end(),
+                               [&](const LogLine& l) { return l.text.find(theirs) != std::string::npos; }))
+          << "client " << i << " heard client " << other;
+    }
+    Plist preferences(kPreferencesPlist);
+    EXPECT_EQ(preferences.stringAt({"NetworkServices", services[i], "Proxies", "HTTPProxy"}),
+              "client" + std::to_string(i) + ".example");
+    EXPECT_EQ(preferences.intAt({"NetworkServices", services[i], "Proxies", "HTTPPort"}), 100 * i + kRounds - 1);
+  }
 }
 
 TEST_F(HelperServiceTest, AMessageThatIsNotADictionaryGetsNoReply) {

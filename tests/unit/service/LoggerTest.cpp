@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "LogCapture.h"
 #include "Logger.h"
 #include "ServiceLoopback.h"
@@ -46,27 +44,33 @@ TEST(LoggerTest, FarewellGoesToTheOldConnectionOnly) {
   EXPECT_EQ(second.logLines(), (std::vector<LogLine>{{5, "for the second"}, {5, "Set a new logging connection."}}));
 }
 
-// Lines logged on one thread while another re-attaches the logger (a second
-// client connecting while the first one's command runs) go to one connection
-// or to none, never to a half-detached one.
-TEST(LoggerTest, LoggingWhileAnotherThreadReattachesIsSafe) {
-  const char* name = "test.logger.race";
+// While a request runs its lines go to the client that sent it, whoever is
+// attached; a farewell still goes to the client being detached.
+TEST(LoggerTest, ARequestsLinesGoToItsSender) {
+  const char* name = "test.logger.request";
   ServiceLoopback service(name, ^(xpc_connection_t peer, xpc_object_t message) {
     xpc_object_t reply = xpc_dictionary_create_reply(message);
     xpc_connection_send_message(peer, reply);
     xpc_release(reply);
   });
-  XpcTestClient client(name);
-  client.sendCommand("hello");
-  xpc_connection_t peer = service.peers().at(0);
+  XpcTestClient first(name);
+  first.sendCommand("hello");
+  XpcTestClient second(name);
+  second.sendCommand("hello");
   Logger logger;
-  std::thread logging([&] {
-    for (int i = 0; i < 20000; ++i) logger.addLine(6, "line");
-  });
-  for (int i = 0; i < 20000; ++i) logger.setXpcConnection(i % 2 == 0 ? peer : nullptr);
-  logging.join();
+  logger.setXpcConnection(service.peers().at(1));
+
+  logger.setRequestConnection(service.peers().at(0));
+  logger.addLine(5, "for the sender");
   logger.setXpcConnection(nullptr);
-  EXPECT_EQ(xpc_get_type(client.sendCommand("hello").get()), XPC_TYPE_DICTIONARY);
+  logger.addLine(5, "still for the sender");
+  logger.setRequestConnection(nullptr);
+  logger.addLine(5, "for nobody");
+
+  first.sendCommand("hello");
+  second.sendCommand("hello");
+  EXPECT_EQ(first.logLines(), (std::vector<LogLine>{{5, "for the sender"}, {5, "still for the sender"}}));
+  EXPECT_EQ(second.logLines(), (std::vector<LogLine>{{5, "Set a new logging connection."}}));
 }
 
 }  // namespace
