@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <map>
 #include <mutex>
@@ -55,7 +56,14 @@ std::shared_ptr<const ProcessIdentity> captureSocketPeer(int fd) {
     return nullptr;
   Descriptor pidfd;
   socklen_t pidfdSize = sizeof pidfd.fd;
-  if (getsockopt(fd, SOL_SOCKET, SO_PEERPIDFD, &pidfd.fd, &pidfdSize) != 0 || pidfd.fd < 0) return nullptr;
+  if (getsockopt(fd, SOL_SOCKET, SO_PEERPIDFD, &pidfd.fd, &pidfdSize) != 0) {
+    // Kernels before 6.5 (Debian 12's among them) cannot pin the peer at
+    // connect time; the PID is pinned from now on instead, which leaves the
+    // small window in which a peer that went away had its PID reused.
+    if (errno != ENOPROTOOPT) return nullptr;
+    pidfd.fd = static_cast<int>(syscall(SYS_pidfd_open, cred.pid, 0));
+  }
+  if (pidfd.fd < 0) return nullptr;
 
   auto identity = std::make_shared<ProcessIdentity>();
   identity->pid = cred.pid;
