@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "PayloadCertificate.h"
 #include "common/CFSupport.h"
 #include "corewlan/RememberedNetworks.h"
 
@@ -41,9 +42,12 @@ Owned<CFDataRef> ssidOf(CFDictionaryRef content) {
       CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(bytes.data()), static_cast<CFIndex>(bytes.size())));
 }
 
-CFDataRef certificateOf(CFDictionaryRef content) {
-  CFTypeRef der = CFDictionaryGetValue(content, CFSTR("PayloadContent"));
-  return emu::isA(der, CFDataGetTypeID()) ? static_cast<CFDataRef>(der) : nullptr;
+// The DER of a certificate payload's certificate; null for another payload, or
+// one that cannot be read (the installation checked it).
+Owned<CFDataRef> certificateOf(const std::string &type, CFDictionaryRef content) {
+  ProfileError ignored;
+  return PayloadCertificate::isCertificateType(type) ? PayloadCertificate::createDer(type, content, ignored)
+                                                     : nullptr;
 }
 
 bool flag(CFDictionaryRef content, CFStringRef key, bool absent) {
@@ -109,15 +113,15 @@ bool securityFailure(ProfileError &error, OSStatus status) {
   return false;
 }
 
-bool installCertificate(CFDataRef der, ProfileError &error) {
-  Owned<SecCertificateRef> certificate(SecCertificateCreateWithData(nullptr, der));
+bool installCertificate(CFDataRef der, bool trustSelfSigned, ProfileError &error) {
+  Owned<SecCertificateRef> certificate(der != nullptr ? SecCertificateCreateWithData(nullptr, der) : nullptr);
   if (!certificate) return securityFailure(error, errSecUnknownFormat);
   SecKeychainRef opened = nullptr;
   OSStatus status = SecKeychainOpen(kSystemKeychain, &opened);
   Owned<SecKeychainRef> keychain(opened);
   if (status == errSecSuccess) status = SecCertificateAddToKeychain(certificate.get(), keychain.get());
   if (status != errSecSuccess && status != errSecDuplicateItem) return securityFailure(error, status);
-  if (!isSelfSigned(der)) return true;
+  if (!trustSelfSigned || !isSelfSigned(der)) return true;
   status = SecTrustSettingsSetTrustSettings(certificate.get(), kSecTrustSettingsDomainAdmin, nullptr);
   return status == errSecSuccess || securityFailure(error, status);
 }
@@ -146,10 +150,6 @@ void removeCertificate(CFDataRef der) {
 
 }  // namespace
 
-bool PayloadInstaller::isCertificateType(const std::string &type) {
-  return type == "com.apple.security.root" || type == "com.apple.security.pkcs1";
-}
-
 bool PayloadInstaller::apply(CFDictionaryRef installed, bool machineLevel, ProfileError &error) {
   bool applied = true;
   forEachItem(installed, [&](const std::string &type, CFDictionaryRef content) {
@@ -162,8 +162,9 @@ bool PayloadInstaller::apply(CFDictionaryRef installed, bool machineLevel, Profi
         error.text = strerror(failure);
         applied = false;
       }
-    } else if (isCertificateType(type)) {
-      applied = installCertificate(certificateOf(content), error);
+    } else if (PayloadCertificate::isCertificateType(type)) {
+      Owned<CFDataRef> der = certificateOf(type, content);
+      applied = installCertificate(der.get(), !PayloadCertificate::isIdentityType(type), error);
     }
   });
   return applied;
@@ -175,8 +176,7 @@ void PayloadInstaller::remove(CFDictionaryRef installed, const std::vector<Owned
   for (const auto &other : remaining) {
     forEachItem(other.get(), [&](const std::string &type, CFDictionaryRef content) {
       if (type == kWifiType) networks.push_back(ssidOf(content));
-      CFDataRef der = isCertificateType(type) ? certificateOf(content) : nullptr;
-      if (der != nullptr) certificates.emplace_back(static_cast<CFDataRef>(CFRetain(der)));
+      if (Owned<CFDataRef> der = certificateOf(type, content)) certificates.push_back(std::move(der));
     });
   }
   auto among = [](const std::vector<Owned<CFDataRef>> &list, CFDataRef value) {
@@ -189,9 +189,8 @@ void PayloadInstaller::remove(CFDictionaryRef installed, const std::vector<Owned
     if (type == kWifiType) {
       Owned<CFDataRef> ssid = ssidOf(content);
       if (ssid && !among(networks, ssid.get())) emu::wlan::forgetNetwork(ssid.get());
-    } else if (isCertificateType(type)) {
-      CFDataRef der = certificateOf(content);
-      if (der != nullptr && !among(certificates, der)) removeCertificate(der);
+    } else if (Owned<CFDataRef> der = certificateOf(type, content)) {
+      if (!among(certificates, der.get())) removeCertificate(der.get());
     }
   });
 }

@@ -2,7 +2,8 @@
 // What installing a profile changes on the system, as macOS applies the
 // payloads that matter here: a Wi-Fi payload becomes a remembered network, a
 // certificate payload a certificate of the System keychain, trusted as a root
-// when it is self-signed. Other payloads are only listed.
+// when it is self-signed (an identity's certificate is not trusted). Other
+// payloads are only listed.
 //
 // Everything is read from installed profiles as the listing shows them
 // (their "ProfileItems"), so removal needs nothing else.
@@ -18,7 +19,6 @@
 class PayloadInstaller {
  public:
   static constexpr char kWifiType[] = "com.apple.wifi.managed";
-  static bool isCertificateType(const std::string &type);
 
   // Applies the profile's payloads; false, with `error` set, at the first
   // one that fails.

@@ -9,6 +9,8 @@
 #include <ctime>
 #include <vector>
 
+#include "FieldChecker.h"
+#include "PayloadCertificate.h"
 #include "PayloadInstaller.h"
 #include "common/Files.h"
 
@@ -16,16 +18,9 @@ using emu::Owned;
 
 namespace {
 
-// The MCProfileErrorDomain and MCPayloadErrorDomain codes the checks report.
-constexpr int kMalformedProfile = 1000;
-constexpr int kMissingProfileField = 1002;
-constexpr int kBadProfileFieldType = 1003;
-constexpr int kBadSignature = 1004;
-constexpr int kEmptyProfile = 1005;
-constexpr int kUnsupportedFieldValue = 1010;
-constexpr int kMalformedPayload = 2000;
-constexpr int kMissingPayloadField = 2002;
-constexpr int kBadPayloadFieldType = 2003;
+using namespace profilecode;
+
+constexpr char kProxyType[] = "com.apple.proxy.http.global";
 
 bool fail(ProfileError &error, int code, const std::string &text) {
   error.code = code;
@@ -33,45 +28,45 @@ bool fail(ProfileError &error, int code, const std::string &text) {
   return false;
 }
 
-// A required field: present, of the type, and not an empty string. The
-// codes of the profile's own fields are 1000 apart from a payload's.
-bool requireField(CFDictionaryRef dictionary, const char *name, CFTypeID type, int missingCode, int badTypeCode,
-                  ProfileError &error) {
-  Owned<CFStringRef> key(emu::createString(name));
-  CFTypeRef value = CFDictionaryGetValue(dictionary, key.get());
-  if (value == nullptr) return fail(error, missingCode, std::string("Missing required field: ") + name);
-  bool emptyString = emu::isString(value) && CFStringGetLength(static_cast<CFStringRef>(value)) == 0;
-  if (!emu::isA(value, type) || emptyString) {
-    return fail(error, badTypeCode, std::string("Bad data type in field: ") + name);
+bool requireCommonFields(const FieldChecker &fields, ProfileError &error) {
+  for (const char *name : {"PayloadIdentifier", "PayloadUUID", "PayloadType"}) {
+    if (!fields.require(name, CFStringGetTypeID(), error)) return false;
   }
-  return true;
+  // A number written as <real> is as much a CFNumber as one written as <integer>.
+  return fields.require("PayloadVersion", CFNumberGetTypeID(), error);
 }
 
-bool requireCommonFields(CFDictionaryRef dictionary, int missingCode, int badTypeCode, ProfileError &error) {
-  for (const char *name : {"PayloadIdentifier", "PayloadUUID", "PayloadType"}) {
-    if (!requireField(dictionary, name, CFStringGetTypeID(), missingCode, badTypeCode, error)) return false;
+// The fields the installation reads from a Wi-Fi payload.
+bool checkWifi(const FieldChecker &fields, ProfileError &error) {
+  if (!fields.require("SSID_STR", CFStringGetTypeID(), error)) return false;
+  for (const char *flag : {"AutoJoin", "HIDDEN_NETWORK", "IsHotspot"}) {
+    if (!fields.allow(flag, CFBooleanGetTypeID(), error)) return false;
   }
-  return requireField(dictionary, "PayloadVersion", CFNumberGetTypeID(), missingCode, badTypeCode, error);
+  return fields.allow("EncryptionType", CFStringGetTypeID(), error) &&
+         fields.allow("EAPClientConfiguration", CFDictionaryGetTypeID(), error);
+}
+
+// A manual proxy needs its server and port.
+bool checkProxy(CFDictionaryRef payload, const FieldChecker &fields, ProfileError &error) {
+  if (!fields.allow("ProxyType", CFStringGetTypeID(), error)) return false;
+  CFTypeRef type = CFDictionaryGetValue(payload, CFSTR("ProxyType"));
+  if (type != nullptr && CFEqual(type, CFSTR("Auto"))) return fields.allow("ProxyPACURL", CFStringGetTypeID(), error);
+  if (type != nullptr && !CFEqual(type, CFSTR("Manual"))) {
+    return fail(error, kUnsupportedPayloadValue, "Unsupported field value: ProxyType (Manual or Auto)");
+  }
+  return fields.require("ProxyServer", CFStringGetTypeID(), error) &&
+         fields.require("ProxyServerPort", CFNumberGetTypeID(), error);
 }
 
 bool checkPayload(CFTypeRef value, ProfileError &error) {
   if (!emu::isDictionary(value)) return fail(error, kMalformedProfile, "Malformed profile");
   auto payload = static_cast<CFDictionaryRef>(value);
-  if (!requireCommonFields(payload, kMissingPayloadField, kBadPayloadFieldType, error)) return false;
+  FieldChecker fields(payload, kMissingPayloadField, kBadPayloadFieldType);
+  if (!requireCommonFields(fields, error)) return false;
   std::string type = emu::utf8(static_cast<CFStringRef>(CFDictionaryGetValue(payload, CFSTR("PayloadType"))));
-  if (type == PayloadInstaller::kWifiType) {
-    return requireField(payload, "SSID_STR", CFStringGetTypeID(), kMissingPayloadField, kBadPayloadFieldType, error);
-  }
-  if (PayloadInstaller::isCertificateType(type)) {
-    if (!requireField(payload, "PayloadContent", CFDataGetTypeID(), kMissingPayloadField, kBadPayloadFieldType,
-                      error)) {
-      return false;
-    }
-    auto der = static_cast<CFDataRef>(CFDictionaryGetValue(payload, CFSTR("PayloadContent")));
-    if (!Owned<SecCertificateRef>(SecCertificateCreateWithData(nullptr, der))) {
-      return fail(error, kMalformedPayload, "Malformed payload: the certificate cannot be read");
-    }
-  }
+  if (type == PayloadInstaller::kWifiType) return checkWifi(fields, error);
+  if (type == kProxyType) return checkProxy(payload, fields, error);
+  if (PayloadCertificate::isCertificateType(type)) return PayloadCertificate::createDer(type, payload, error) != nullptr;
   return true;
 }
 
@@ -156,18 +151,35 @@ bool ProfileDocument::unwrap(std::string &bytes, ProfileError &error) {
 
 bool ProfileDocument::check(ProfileError &error) const {
   CFDictionaryRef profile = profile_.get();
-  if (!requireCommonFields(profile, kMissingProfileField, kBadProfileFieldType, error)) return false;
+  FieldChecker fields(profile, kMissingProfileField, kBadProfileFieldType);
+  if (!requireCommonFields(fields, error)) return false;
   if (!CFEqual(CFDictionaryGetValue(profile, CFSTR("PayloadType")), CFSTR("Configuration"))) {
     return fail(error, kUnsupportedFieldValue, "Unsupported field value: PayloadType");
   }
-  if (!requireField(profile, "PayloadContent", CFArrayGetTypeID(), kMissingProfileField, kBadProfileFieldType,
-                    error)) {
-    return false;
+  // Encrypted content opens only with the private key of the device it was
+  // encrypted for, which this Mac is not.
+  if (CFDictionaryContainsKey(profile, CFSTR("EncryptedPayloadContent"))) {
+    return fail(error, kCannotDecrypt,
+                "The profile is encrypted for another device and cannot be decrypted on this Mac");
   }
+  if (!fields.require("PayloadContent", CFArrayGetTypeID(), error)) return false;
   auto payloads = static_cast<CFArrayRef>(CFDictionaryGetValue(profile, CFSTR("PayloadContent")));
   if (CFArrayGetCount(payloads) == 0) return fail(error, kEmptyProfile, "Empty profile");
   for (CFIndex i = 0; i < CFArrayGetCount(payloads); ++i) {
     if (!checkPayload(CFArrayGetValueAtIndex(payloads, i), error)) return false;
+  }
+  return true;
+}
+
+bool ProfileDocument::allowedFor(bool machineLevel, ProfileError &error) const {
+  if (machineLevel) return true;
+  auto payloads = static_cast<CFArrayRef>(CFDictionaryGetValue(profile_.get(), CFSTR("PayloadContent")));
+  for (CFIndex i = 0; i < CFArrayGetCount(payloads); ++i) {
+    auto payload = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(payloads, i));
+    if (emu::utf8(static_cast<CFStringRef>(CFDictionaryGetValue(payload, CFSTR("PayloadType")))) == kProxyType) {
+      return fail(error, kUnsupportedPayloadValue,
+                  std::string("Unsupported payload for a user: ") + kProxyType + " is installed for the machine only");
+    }
   }
   return true;
 }

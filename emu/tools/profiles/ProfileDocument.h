@@ -16,6 +16,10 @@ class ProfileDocument {
   // profile that can be installed.
   bool load(const std::string &path, ProfileError &error);
 
+  // False, with `error` set, when a payload cannot be installed for a user
+  // (`machineLevel` false): the global HTTP proxy is the machine's alone.
+  bool allowedFor(bool machineLevel, ProfileError &error) const;
+
   // The profile as the installed-profile listing shows it, installed now.
   emu::Owned<CFDictionaryRef> createInstalledProfile() const;
 

@@ -68,7 +68,7 @@ int install(const std::string &path, const std::string &user) {
   bool machineLevel = user == "root";
   if (!allowed(error) || !knownUser(user, error)) return failed(error);
   ProfileDocument document;
-  if (!document.load(path, error)) return failed(error);
+  if (!document.load(path, error) || !document.allowedFor(machineLevel, error)) return failed(error);
   ProfileStore store;
   if (int failure = store.load()) return failed(errnoError(failure));
 

@@ -137,18 +137,6 @@ TEST_F(HostileClientTest, ShellBoundArgumentsAreDataNotCode) {
   }
 }
 
-// The everyday case the quoting is for: identifiers with blanks.
-TEST_F(HostileClientTest, AProfileWhoseIdentifierHasBlanksIsInstalledAndRemoved) {
-  const std::string identifier = "edu.example.onboarding Campus Secure Wi-Fi";
-  const std::string path = "/Users/alex/Campus Secure.mobileconfig";
-  writeFile(path, campusSecureAs(identifier));
-  EXPECT_TRUE(helper.succeeds("commitmobileconfig", {{"MobileConfigPath", path}, {"CurrentUsername", "alex"}}));
-  EXPECT_TRUE(installed("alex", identifier));
-  EXPECT_TRUE(helper.succeeds("deleteprofilesforssid", {ssid("Campus-Secure"), {"Username", "alex"}}));
-  EXPECT_TRUE(helper.logged(5, "All conflicting profiles have been deleted."));
-  EXPECT_TRUE(installedProfiles().empty());
-}
-
 // Before each command alex links every fixed file to root's: the commands
 // work, and the file the links point at is untouched.
 TEST_F(HostileClientTest, PlantedLinksAtFixedPathsLeaveTheirTargetsAlone) {

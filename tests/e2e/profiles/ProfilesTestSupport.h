@@ -27,6 +27,9 @@ const std::string kLabNetworks = kFixtures + "profiles/Lab-Networks.mobileconfig
 const std::string kRootCa = kFixtures + "profiles/Root-CA.mobileconfig";
 // The network Workshop in a profile whose display name is empty.
 const std::string kUnnamed = kFixtures + "profiles/Unnamed.mobileconfig";
+// Profiles in the shapes real deployments use, made at build time from
+// tests/fixtures/corpus: <name>.mobileconfig.
+const std::string kCorpus = MACHELPER_BINARY_DIR "/tests/fixtures/corpus/";
 // helloworld.app, zipped at build time.
 const std::string kAppZip = MACHELPER_BINARY_DIR "/tests/fixtures/profiles/helloworld.zip";
 
@@ -37,6 +40,24 @@ constexpr char kRootCaId[] = "edu.example.onboarding.root-ca";
 constexpr char kUnnamedId[] = "edu.example.onboarding.workshop";
 
 using Owners = std::map<std::string, std::vector<std::string>>;
+using Names = std::vector<std::string>;
+
+const Names kImageNetworks{"Corp-Secure", "HomeNet", "Cafe Guest"};
+constexpr char kAdminTrust[] = "/Library/Security/Trust Settings/Admin.plist";
+
+// The labels of the System keychain's certificates.
+inline Names systemCertificates() {
+  Names labels;
+  Plist keychain("/Library/Keychains/System.keychain");
+  auto items = static_cast<CFArrayRef>(keychain.at({"Items"}));
+  for (CFIndex i = 0; items != nullptr && i < CFArrayGetCount(items); ++i) {
+    CFTypeRef item = CFArrayGetValueAtIndex(items, i);
+    if (utf8(valueAt(item, "class")) == "cert") labels.push_back(utf8(valueAt(item, "labl")));
+  }
+  return labels;
+}
+
+inline size_t adminTrustedCount() { return Plist(kAdminTrust).keysAt({"trustList"}).size(); }
 
 // /usr/bin/profiles with the arguments.
 inline ProcessResult profiles(std::vector<std::string> arguments) {

@@ -12,25 +12,7 @@ using namespace profiletest;
 
 namespace {
 
-using Names = std::vector<std::string>;
-
-const Names kImageNetworks{"Corp-Secure", "HomeNet", "Cafe Guest"};
 const char kCampusKey[] = "wifi.ssid.<43616d70 75732d53 65637572 65>";
-const char kAdminTrust[] = "/Library/Security/Trust Settings/Admin.plist";
-
-// The labels of the System keychain's certificates.
-Names systemCertificates() {
-  Names labels;
-  Plist keychain("/Library/Keychains/System.keychain");
-  auto items = static_cast<CFArrayRef>(keychain.at({"Items"}));
-  for (CFIndex i = 0; items != nullptr && i < CFArrayGetCount(items); ++i) {
-    CFTypeRef item = CFArrayGetValueAtIndex(items, i);
-    if (utf8(valueAt(item, "class")) == "cert") labels.push_back(utf8(valueAt(item, "labl")));
-  }
-  return labels;
-}
-
-size_t adminTrustedCount() { return Plist(kAdminTrust).keysAt({"trustList"}).size(); }
 
 // The first profile of the owner in the listing the tool writes.
 xpc::CFRef<CFDictionaryRef> listedProfile(const std::string& owner) {
@@ -148,11 +130,18 @@ TEST_F(ProfilesTool, RemovalTakesAwayOnlyWhatNoOtherInstalledProfileBrings) {
 }
 
 TEST_F(ProfilesTool, WhatCannotBeInstalledIsRefusedWithItsReasonAndChangesNothing) {
+  const std::string profileKeys =
+      "<key>PayloadIdentifier</key><string>x</string><key>PayloadUUID</key><string>y</string><key>PayloadType</key>"
+      "<string>Configuration</string><key>PayloadVersion</key><integer>1</integer>";
   writeFile("/tmp/array.mobileconfig", "<plist version=\"1.0\"><array/></plist>");
   writeFile("/tmp/empty.mobileconfig",
-            "<plist version=\"1.0\"><dict><key>PayloadContent</key><array/><key>PayloadIdentifier</key>"
-            "<string>x</string><key>PayloadUUID</key><string>y</string><key>PayloadType</key>"
-            "<string>Configuration</string><key>PayloadVersion</key><integer>1</integer></dict></plist>");
+            "<plist version=\"1.0\"><dict><key>PayloadContent</key><array/>" + profileKeys + "</dict></plist>");
+  writeFile("/tmp/encrypted.mobileconfig", "<plist version=\"1.0\"><dict><key>EncryptedPayloadContent</key>"
+                                           "<data>MIAGCSqGSIb3DQEHA6CAMIACAQA=</data><key>IsEncrypted</key><true/>" +
+                                               profileKeys + "</dict></plist>");
+  const std::string pem = kCorpus + "eduroam-ttls-mschapv2.mobileconfig", der = kCorpus + "staff-peap.mobileconfig";
+  const std::string identity = kCorpus + "lab-tls-identity.mobileconfig", proxy = kCorpus + "proxy-manual.mobileconfig";
+  const std::string password = "<key>Password</key>\n\t\t\t<string>lab-identity</string>\n";
   const std::pair<std::string, std::string> refused[] = {
       {"/tmp/missing.mobileconfig", "1000 (The file cannot be read)"},
       {"/tmp", "1000 (The file cannot be read)"},
@@ -163,13 +152,33 @@ TEST_F(ProfilesTool, WhatCannotBeInstalledIsRefusedWithItsReasonAndChangesNothin
                "<key>PayloadIdentifier</key>\n\t<string>edu.example.onboarding.campus-secure</string>", ""),
        "1002 (Missing required field: PayloadIdentifier)"},
       {variant("text-version", kCampusSecure, "<integer>1</integer>\n</dict>", "<string>1</string>\n</dict>"),
-       "1003 (Bad data type in field: PayloadVersion)"},
+       "1003 (Bad data type in field: PayloadVersion (a number is expected, not a string))"},
       {variant("other-type", kCampusSecure, "<string>Configuration</string>", "<string>Settings</string>"),
        "1010 (Unsupported field value: PayloadType)"},
       {variant("no-ssid", kGuestOtp, "<key>SSID_STR</key>", "<key>SSID</key>"),
        "2002 (Missing required field: SSID_STR)"},
       {variant("bad-certificate", kRootCa, "MIIDbzCC", "AAAAAAAA"),
        "2000 (Malformed payload: the certificate cannot be read)"},
+      {"/tmp/encrypted.mobileconfig",
+       "1006 (The profile is encrypted for another device and cannot be decrypted on this Mac)"},
+      {variant("template", kGuestOtp, "edu.example.onboarding.lab-guest", ""),
+       "1002 (Missing required field: PayloadIdentifier (it is empty))"},
+      {variant("pem-as-root", pem, "com.apple.security.pem</string>", "com.apple.security.root</string>"),
+       "2000 (Malformed payload: com.apple.security.root takes a DER certificate and this one is PEM text (PEM goes "
+       "in com.apple.security.pem))"},
+      {variant("der-as-pem", der, "com.apple.security.root</string>", "com.apple.security.pem</string>"),
+       "2000 (Malformed payload: com.apple.security.pem takes PEM text and this certificate is not (DER goes in "
+       "com.apple.security.pkcs1))"},
+      {variant("text-autojoin", kGuestOtp, "<true/>", "<string>true</string>"),
+       "2003 (Bad data type in field: AutoJoin (a boolean is expected, not a string))"},
+      {variant("wrong-password", identity, password, "<key>Password</key><string>lab-identiti</string>"),
+       "2000 (Malformed payload: the identity's password is not the one in the profile)"},
+      {variant("no-password", identity, password, ""),
+       "2002 (Missing required field: Password (only an installation by hand can ask for the identity's "
+       "password))"},
+      {variant("text-port", proxy, "<integer>3128</integer>", "<string>3128</string>"),
+       "2003 (Bad data type in field: ProxyServerPort (a number is expected, not a string))"},
+      {proxy, "2004 (Unsupported payload for a user: com.apple.proxy.http.global is installed for the machine only)"},
   };
   for (const auto& [file, result] : refused) {
     ProcessResult run = profiles({"-I", "-U", "alex", "-F", file});
