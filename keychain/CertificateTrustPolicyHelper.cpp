@@ -1,9 +1,10 @@
 #include "CertificateTrustPolicyHelper.h"
 
+#include "CFCast.h"
 #include "CFRef.h"
 #include "DictionaryHelper.h"
 #include "ErrorUtils.h"
-#include "LogLine.h"
+#include "Logger.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -52,15 +53,15 @@ std::string keyText(CFStringRef key) { return MacStringUtils::cfStringRefToStdSt
 
 CertificateTrustPolicyHelper::CertificateTrustPolicyHelper(Logger* logger) : logger(logger) {}
 
-void CertificateTrustPolicyHelper::log(unsigned char level, const std::string& text) {
+void CertificateTrustPolicyHelper::log(LogLevel level, const std::string& text) {
   logLine(logger, level, text);
 }
 
 void CertificateTrustPolicyHelper::report(bool reportErrors, const std::string& text) {
   if (reportErrors) {
-    log(4, text);
+    log(LogLevel::Error, text);
   } else {
-    log(5, "(Error) " + text);
+    log(LogLevel::Progress, "(Error) " + text);
   }
 }
 
@@ -69,14 +70,14 @@ bool CertificateTrustPolicyHelper::setDefaultCertificateTrustItems(SecCertificat
                                                                    bool useUserDomain,
                                                                    bool reportErrors) {
   if (certificate == nullptr) {
-    log(4, "No certificate was provided to set the default trust items on!");
+    log(LogLevel::Error, "No certificate was provided to set the default trust items on!");
     return false;
   }
   logExistingTrustSettingsForCert(certificate);
-  log(5, "Getting the existing trust settings.");
+  log(LogLevel::Progress, "Getting the existing trust settings.");
   SecTrustSettingsDomain domain = kSecTrustSettingsDomainUser;
   if (!useUserDomain) {
-    log(5, "Using the admin domain for setting trust settings!");
+    log(LogLevel::Progress, "Using the admin domain for setting trust settings!");
     domain = kSecTrustSettingsDomainAdmin;
   }
   CFRef<CFArrayRef> existing;
@@ -85,16 +86,16 @@ bool CertificateTrustPolicyHelper::setDefaultCertificateTrustItems(SecCertificat
 
   CFRef<CFMutableArrayRef> settings;
   if (found == 0 && existing && CFArrayGetCount(existing.get()) > 0) {
-    log(5, "Certificate has existing trust settings.  Will copy the existing settings.");
+    log(LogLevel::Progress, "Certificate has existing trust settings.  Will copy the existing settings.");
     settings.reset(CFArrayCreateMutableCopy(kCFAllocatorDefault, 0, existing.get()), RefPolicy::Adopt);
     if (!settings) {
       const char text[] = "Unable to create a mutable copy of the trust settings for a certificate!";
       // This one line has always begun with a blank.
-      reportErrors ? log(4, text) : log(5, std::string(" (Error) ") + text);
+      reportErrors ? log(LogLevel::Error, text) : log(LogLevel::Progress, std::string(" (Error) ") + text);
       return false;
     }
   } else {
-    log(5, "Certificate doesn't have any trust settings.  Will create a new setting list.");
+    log(LogLevel::Progress, "Certificate doesn't have any trust settings.  Will create a new setting list.");
     settings.reset(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks),
                    RefPolicy::Adopt);
     if (!settings) {
@@ -110,19 +111,19 @@ bool CertificateTrustPolicyHelper::setDefaultCertificateTrustItems(SecCertificat
     }
   }
 
-  log(5, "********  Settings before write!");
+  log(LogLevel::Progress, "********  Settings before write!");
   logTrustArray(settings.get());
-  log(5, useUserDomain ? "Attempting to write new trust settings to the user domain."
+  log(LogLevel::Progress, useUserDomain ? "Attempting to write new trust settings to the user domain."
                        : "Attempting to write new trust settings to the admin domain.");
   OSStatus status = SecTrustSettingsSetTrustSettings(certificate, domain, settings.get());
   if (status == errSecSuccess) {
-    log(5, "Trust settings after we set them : ");
+    log(LogLevel::Progress, "Trust settings after we set them : ");
     logCertTrustSettingsForDomain(certificate, domain);
-    log(5, "Certificate trust items were set on the certificate!");
+    log(LogLevel::Progress, "Certificate trust items were set on the certificate!");
   } else {
     // The settings are complete; a refused write is only worth a note.
-    log(5, "(Error) Failed to write new trust settings for a certificate!");
-    log(5, "(Error)     OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
+    log(LogLevel::Progress, "(Error) Failed to write new trust settings for a certificate!");
+    log(LogLevel::Progress, "(Error)     OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
   }
   return true;
 }
@@ -130,31 +131,31 @@ bool CertificateTrustPolicyHelper::setDefaultCertificateTrustItems(SecCertificat
 int CertificateTrustPolicyHelper::getTrustSettingsFromCert(SecCertificateRef certificate,
                                                            unsigned int domain, CFArrayRef* out) {
   if (certificate == nullptr || out == nullptr) {
-    log(4, "Unable to read the trust settings for the certificate! Error : ");
-    log(4, "    OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(errSecParam));
+    log(LogLevel::Error, "Unable to read the trust settings for the certificate! Error : ");
+    log(LogLevel::Error, "    OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(errSecParam));
     return -1;
   }
   std::string number = std::to_string(domain);
   OSStatus status = SecTrustSettingsCopyTrustSettings(
       certificate, getTrustSettingsDomainFromInt(static_cast<int>(domain)), out);
   if (status == errSecItemNotFound) {
-    log(5, "There were no trust settings available for the certificate in domain " + number +
-               ", or the certificate wasn't installed in the keychain!");
+    log(LogLevel::Progress, "There were no trust settings available for the certificate in domain " + number +
+                            ", or the certificate wasn't installed in the keychain!");
     return 1;
   }
   if (status != errSecSuccess) {
-    log(4, "Unable to read the trust settings for the certificate! Error : ");
-    log(4, "    OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
+    log(LogLevel::Error, "Unable to read the trust settings for the certificate! Error : ");
+    log(LogLevel::Error, "    OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
     return -1;
   }
   CFIndex count = *out != nullptr ? CFArrayGetCount(*out) : 0;
-  log(5, "The certificate has " + std::to_string(count) + " trust setting(s).");
+  log(LogLevel::Progress, "The certificate has " + std::to_string(count) + " trust setting(s).");
   return 0;
 }
 
 bool CertificateTrustPolicyHelper::deleteCertificateTrustItems(SecCertificateRef certificate) {
   if (certificate == nullptr) {
-    log(4, "The certificate provided to delete the trust settings on was NULL!");
+    log(LogLevel::Error, "The certificate provided to delete the trust settings on was NULL!");
     return false;
   }
   bool removed = false;
@@ -162,22 +163,22 @@ bool CertificateTrustPolicyHelper::deleteCertificateTrustItems(SecCertificateRef
     CFRef<CFArrayRef> settings;
     if (getTrustSettingsFromCert(certificate, domain, settings.initializeInto()) != 0) continue;
     std::string number = std::to_string(domain);
-    log(5, "Have trust settings in domain " + number + ".");
+    log(LogLevel::Progress, "Have trust settings in domain " + number + ".");
     OSStatus status = SecTrustSettingsRemoveTrustSettings(
         certificate, getTrustSettingsDomainFromInt(static_cast<int>(domain)));
     if (status != errSecSuccess) {
-      log(4, "Unable to remove the trust settings for the certificate in trust domain " + number +
-                 "!  Error : ");
-      log(4, "    OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
+      log(LogLevel::Error, "Unable to remove the trust settings for the certificate in trust domain " + number +
+                           "!  Error : ");
+      log(LogLevel::Error, "    OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
       return false;
     }
     removed = true;
   }
   if (!removed) {
-    log(4, "Unable to locate a certificate policy to delete!");
+    log(LogLevel::Error, "Unable to locate a certificate policy to delete!");
     return false;
   }
-  log(5, "Deleted the trust settings for the certificate...");
+  log(LogLevel::Progress, "Deleted the trust settings for the certificate...");
   return true;
 }
 
@@ -192,11 +193,11 @@ bool CertificateTrustPolicyHelper::setTrustSetting(std::string friendlyName,
     report(reportErrors, "The trust settings array provided to setTrustSetting() was NULL!");
     return false;
   }
-  log(5, "Setting policy for : " + friendlyName);
+  log(LogLevel::Progress, "Setting policy for : " + friendlyName);
   CFStringRef identifier = getCfStringFromPolicyName(friendlyName);
   CFIndex index = cfArrayGetPolicyIndex(settings, identifier);
   if (index < 0) {
-    log(5, "Our trust policy doesn't currently exist.  Adding it.");
+    log(LogLevel::Progress, "Our trust policy doesn't currently exist.  Adding it.");
     addTrustPolicy(settings, friendlyName);
     index = cfArrayGetPolicyIndex(settings, identifier);
     if (index < 0) {
@@ -205,8 +206,8 @@ bool CertificateTrustPolicyHelper::setTrustSetting(std::string friendlyName,
       return false;
     }
   } else {
-    log(5, "The certificate already has the " + friendlyName +
-               " trust setting..  Modifying if needed..");
+    log(LogLevel::Progress, "The certificate already has the " + friendlyName +
+                            " trust setting..  Modifying if needed..");
   }
 
   int result;
@@ -238,36 +239,36 @@ bool CertificateTrustPolicyHelper::addTrustPolicy(CFMutableArrayRef settings,
                                                   std::string friendlyName) {
   if (settings == nullptr) return false;
   if (findPolicy(friendlyName) == nullptr) {
-    log(4, "Unknown trust settings policy constant '" + friendlyName + "'!");
+    log(LogLevel::Error, "Unknown trust settings policy constant '" + friendlyName + "'!");
     return false;
   }
-  CFRef<SecPolicyRef> policy(createPolicy(friendlyName), RefPolicy::Adopt);
+  CFRef<SecPolicyRef> policy = createPolicy(friendlyName);
   if (!policy) {
-    log(4, "Unable to get a " + friendlyName + " trust policy!");
+    log(LogLevel::Error, "Unable to get a " + friendlyName + " trust policy!");
     return false;
   }
   DictionaryHelper entry(logger);
   if (!entry.createNewDictionary()) {
-    log(4, "Unable to create a dictionary to add the policy '" + friendlyName + "'!");
+    log(LogLevel::Error, "Unable to create a dictionary to add the policy '" + friendlyName + "'!");
     return false;
   }
   if (!entry.setValue(kSecTrustSettingsPolicy, policy.get())) {
-    log(4, "Unable to assign the policy for '" + friendlyName + "' to our dictionary!");
+    log(LogLevel::Error, "Unable to assign the policy for '" + friendlyName + "' to our dictionary!");
     return false;
   }
   CFArrayAppendValue(settings, entry.getDictionary());
   return true;
 }
 
-SecPolicyRef CertificateTrustPolicyHelper::createPolicy(const std::string& friendlyName) {
-  if (friendlyName == "X.509") return SecPolicyCreateBasicX509();
-  if (friendlyName == "SSL") return SecPolicyCreateSSL(true, nullptr);
+CFRef<SecPolicyRef> CertificateTrustPolicyHelper::createPolicy(const std::string& friendlyName) {
+  if (friendlyName == "X.509") return CFRef<SecPolicyRef>(SecPolicyCreateBasicX509(), RefPolicy::Adopt);
+  if (friendlyName == "SSL") return CFRef<SecPolicyRef>(SecPolicyCreateSSL(true, nullptr), RefPolicy::Adopt);
 #pragma clang diagnostic push
   // Deprecated in favour of per-purpose constructors, and there is none for EAP.
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
-  if (friendlyName == "EAP") return SecPolicyCreateWithOID(kSecPolicyAppleEAP);
+  if (friendlyName == "EAP") return CFRef<SecPolicyRef>(SecPolicyCreateWithOID(kSecPolicyAppleEAP), RefPolicy::Adopt);
 #pragma clang diagnostic pop
-  return nullptr;
+  return {};
 }
 
 CFIndex CertificateTrustPolicyHelper::cfArrayGetPolicyIndex(CFArrayRef settings,
@@ -275,9 +276,9 @@ CFIndex CertificateTrustPolicyHelper::cfArrayGetPolicyIndex(CFArrayRef settings,
   if (settings == nullptr || policyId == nullptr) return -1;
   for (CFIndex i = 0; i < CFArrayGetCount(settings); ++i) {
     CFTypeRef entry = CFArrayGetValueAtIndex(settings, i);
-    if (entry == nullptr || CFGetTypeID(entry) != CFDictionaryGetTypeID()) continue;
+    if (cfCast<CFDictionaryRef>(entry) == nullptr) continue;
     CFTypeRef policy = CFDictionaryGetValue(static_cast<CFDictionaryRef>(entry), kSecTrustSettingsPolicy);
-    if (policy == nullptr || CFGetTypeID(policy) != SecPolicyGetTypeID()) continue;
+    if (cfCast<SecPolicyRef>(policy) == nullptr) continue;
     if (secPolicyRefIsOid(static_cast<SecPolicyRef>(const_cast<void*>(policy)), policyId)) return i;
   }
   return -1;
@@ -287,7 +288,7 @@ bool CertificateTrustPolicyHelper::validateAndFixTrustSettingName(CFMutableDicti
                                                                   std::string friendlyName,
                                                                   bool reportErrors) {
   std::string expected = getPolicyNameFromHumanReadableString(friendlyName);
-  log(5, "The policy name should be : " + expected);
+  log(LogLevel::Progress, "The policy name should be : " + expected);
   DictionaryHelper settings(logger);
   if (expected.empty() || !settings.setActiveDictionary(entry)) return false;
   std::string current;
@@ -299,7 +300,7 @@ bool CertificateTrustPolicyHelper::validateAndFixTrustSettingName(CFMutableDicti
       report(reportErrors, "Unable to delete the incorrect trust settings policy name key!");
       return false;
     }
-    log(5, "The incorrect trust setting policy name was deleted.");
+    log(LogLevel::Progress, "The incorrect trust setting policy name was deleted.");
   }
   if (!settings.setValue(kPolicyNameKey, expected.c_str())) {
     report(reportErrors, "Unable to set the " + friendlyName + " trust setting policy name!");
@@ -312,7 +313,7 @@ bool CertificateTrustPolicyHelper::changeTrustResultSetting(CFMutableDictionaryR
                                                             int trustResult,
                                                             std::string friendlyName,
                                                             bool reportErrors) {
-  log(5, "Attempting to set the value for '" + friendlyName + "' to '" +
+  log(LogLevel::Progress, "Attempting to set the value for '" + friendlyName + "' to '" +
              resultValueToString(trustResult) + "'.");
   DictionaryHelper settings(logger);
   if (!settings.setActiveDictionary(entry)) return false;
@@ -322,47 +323,47 @@ bool CertificateTrustPolicyHelper::changeTrustResultSetting(CFMutableDictionaryR
     case 1:
       break;
     case 0:
-      log(5, "The trust setting result value is : " + std::to_string(current));
+      log(LogLevel::Progress, "The trust setting result value is : " + std::to_string(current));
       if (current == trustResult) {
-        log(5, "The current trust setting result value is already correct.. Won't mess with it.");
+        log(LogLevel::Progress, "The current trust setting result value is already correct.. Won't mess with it.");
         return true;
       }
       if (!settings.deleteKey(resultKey)) {
         report(reportErrors, "Unable to delete the incorrect trust settings result key!");
         return false;
       }
-      log(5, "The incorrect trust setting was deleted.");
+      log(LogLevel::Progress, "The incorrect trust setting was deleted.");
       break;
     case -1:
-      log(5, "The trust setting result value appears to be invalid.  Will delete..");
+      log(LogLevel::Progress, "The trust setting result value appears to be invalid.  Will delete..");
       if (!settings.deleteKey(resultKey)) {
         report(reportErrors, "Unable to delete the invalid trust settings result key!");
         return false;
       }
-      log(5, "Deleted the invalid trust setting result key.");
+      log(LogLevel::Progress, "Deleted the invalid trust setting result key.");
       break;
     default:
       report(reportErrors, "Unknown result value returned from getting the trust setting result key!");
       return false;
   }
-  log(5, "Attempting to add the trust settings key...");
+  log(LogLevel::Progress, "Attempting to add the trust settings key...");
   if (!settings.setValue(resultKey, trustResult)) {
     report(reportErrors, "Unable to set the " + friendlyName + " trust setting!");
     return false;
   }
-  log(5, "The new trust result value was set.");
-  log(6, "Generated dictionary data : \n" + settings.toString());
+  log(LogLevel::Progress, "The new trust result value was set.");
+  log(LogLevel::Detail, "Generated dictionary data : \n" + settings.toString());
   return true;
 }
 
 CFStringRef CertificateTrustPolicyHelper::getCfStringFromPolicyName(std::string friendlyName) {
   if (friendlyName.empty()) {
-    log(4, "The 'friendly name' of the policy constant we want to locate is EMPTY!");
+    log(LogLevel::Error, "The 'friendly name' of the policy constant we want to locate is EMPTY!");
     return nullptr;
   }
   const PolicyNames* policy = findPolicy(friendlyName);
   if (policy == nullptr) {
-    log(4, "Unknown policy constant '" + friendlyName + "'!");
+    log(LogLevel::Error, "Unknown policy constant '" + friendlyName + "'!");
     return nullptr;
   }
   return *policy->identifier;
@@ -372,7 +373,7 @@ std::string CertificateTrustPolicyHelper::getPolicyNameFromHumanReadableString(
     std::string friendlyName) {
   const PolicyNames* policy = findPolicy(friendlyName);
   if (policy == nullptr) {
-    log(4, "Human readable name : " + friendlyName);
+    log(LogLevel::Error, "Human readable name : " + friendlyName);
     return "";
   }
   return policy->policyName;
@@ -395,7 +396,7 @@ SecTrustSettingsDomain CertificateTrustPolicyHelper::getTrustSettingsDomainFromI
     case 1: return kSecTrustSettingsDomainAdmin;
     case 2: return kSecTrustSettingsDomainSystem;
     default:
-      log(4, "Unknown trust settings domain of '" + std::to_string(domain) + "'.  Assuming 'user'.");
+      log(LogLevel::Error, "Unknown trust settings domain of '" + std::to_string(domain) + "'.  Assuming 'user'.");
       return kSecTrustSettingsDomainUser;
   }
 }
@@ -405,7 +406,7 @@ std::string CertificateTrustPolicyHelper::getSecPolicyOid(SecPolicyRef policy) {
   CFRef<CFDictionaryRef> properties(SecPolicyCopyProperties(policy), RefPolicy::Adopt);
   if (!properties) return "";
   CFTypeRef oid = CFDictionaryGetValue(properties.get(), kSecPolicyOid);
-  if (oid == nullptr || CFGetTypeID(oid) != CFStringGetTypeID()) return "";
+  if (cfCast<CFStringRef>(oid) == nullptr) return "";
   return MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(oid));
 }
 
@@ -419,7 +420,7 @@ std::string CertificateTrustPolicyHelper::getSecPolicyName(SecPolicyRef policy) 
   for (const PolicyNames& known : kPolicies) {
     if (oid == keyText(*known.identifier)) return known.logName;
   }
-  log(5, "Unchecked, or unknown policy.  Policy OID : " + oid);
+  log(LogLevel::Progress, "Unchecked, or unknown policy.  Policy OID : " + oid);
   return oid;
 }
 
@@ -428,7 +429,7 @@ void CertificateTrustPolicyHelper::logExistingTrustSettingsForCert(SecCertificat
                             "Trust settings for the admin domain : ",
                             "Trust settings for the system domain : "};
   for (unsigned int domain = 0; domain < 3; ++domain) {
-    log(5, headings[domain]);
+    log(LogLevel::Progress, headings[domain]);
     logCertTrustSettingsForDomain(certificate, domain);
   }
 }
@@ -443,12 +444,12 @@ void CertificateTrustPolicyHelper::logCertTrustSettingsForDomain(SecCertificateR
 
 void CertificateTrustPolicyHelper::logTrustArray(CFArrayRef settings) {
   if (settings == nullptr || CFArrayGetCount(settings) == 0) {
-    log(5, "The certificate provided doesn't contain any trust settings!");
+    log(LogLevel::Progress, "The certificate provided doesn't contain any trust settings!");
     return;
   }
   for (CFIndex i = 0; i < CFArrayGetCount(settings); ++i) {
     CFTypeRef entry = CFArrayGetValueAtIndex(settings, i);
-    if (entry != nullptr && CFGetTypeID(entry) == CFDictionaryGetTypeID()) {
+    if (cfCast<CFDictionaryRef>(entry) != nullptr) {
       logSingleSecPolicy(static_cast<CFDictionaryRef>(entry));
     }
   }
@@ -458,26 +459,26 @@ void CertificateTrustPolicyHelper::logSingleSecPolicy(CFDictionaryRef entry) {
   if (entry == nullptr) return;
   CFTypeRef policy = CFDictionaryGetValue(entry, kSecTrustSettingsPolicy);
   std::string name = "(any policy)";
-  if (policy != nullptr && CFGetTypeID(policy) == SecPolicyGetTypeID()) {
+  if (cfCast<SecPolicyRef>(policy) != nullptr) {
     name = getSecPolicyName(static_cast<SecPolicyRef>(const_cast<void*>(policy)));
   }
-  log(5, "\tFound policy : " + name);
+  log(LogLevel::Progress, "\tFound policy : " + name);
   // Read quietly: an absent key is an answer here, not a problem.
   DictionaryHelper settings(nullptr);
   settings.setActiveDictionary(entry);
   int number = 0;
   if (settings.getValue(keyText(kSecTrustSettingsResult), number) == 0) {
-    log(5, "\t\tTrust settings result : " + std::to_string(number) + " (" +
+    log(LogLevel::Progress, "\t\tTrust settings result : " + std::to_string(number) + " (" +
                resultValueToString(number) + ")");
   } else {
-    log(5, "\t\tNo trust settings result.");
+    log(LogLevel::Progress, "\t\tNo trust settings result.");
   }
   if (settings.getValue(keyText(kSecTrustSettingsAllowedError), number) == 0) {
-    log(5, "\t\tTrust settings allowed error : " + std::to_string(number));
+    log(LogLevel::Progress, "\t\tTrust settings allowed error : " + std::to_string(number));
   } else {
-    log(5, "\t\tNo allowed errors.");
+    log(LogLevel::Progress, "\t\tNo allowed errors.");
   }
-  log(6, "Dictionary dump : \n" + settings.toString());
+  log(LogLevel::Detail, "Dictionary dump : \n" + settings.toString());
 }
 
 }  // namespace xpc

@@ -4,6 +4,9 @@
 
 #include <string>
 
+#include "CFRef.h"
+#include "LogSink.h"
+
 class Logger;
 
 namespace xpc {
@@ -68,10 +71,10 @@ class CertificateTrustPolicyHelper {
   void logSingleSecPolicy(CFDictionaryRef entry);
 
  private:
-  // A new policy object for the friendly name (the caller releases it).
-  SecPolicyRef createPolicy(const std::string& friendlyName);
+  // A new policy object for the friendly name, or null.
+  CFRef<SecPolicyRef> createPolicy(const std::string& friendlyName);
   void report(bool reportErrors, const std::string& text);
-  void log(unsigned char level, const std::string& text);
+  void log(LogLevel level, const std::string& text);
 
   Logger* logger;
 };

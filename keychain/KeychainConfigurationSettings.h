@@ -18,18 +18,15 @@ class KeychainConfigurationSettings : public CommandHandlerBase {
 
   xpc_object_t handleCommand(std::string command, xpc_object_t message) override;
 
-  // One handler per command word. Each reads its arguments and answers with
-  // its reply; a null message is logged and gets none.
-  xpc_object_t create8021XPasswordEntry(xpc_object_t message);
-  xpc_object_t delete8021XPasswordEntry(xpc_object_t message);
-  xpc_object_t installCaCertificateToSystemStore(xpc_object_t message);
-  xpc_object_t deleteCertifcateFromSystemStore(xpc_object_t message);
-  xpc_object_t certificateExistsByLabel(xpc_object_t message);
-  xpc_object_t installCaCertificateToSystemStoreWithSecurityCmd(xpc_object_t message);
-
-  using Handler = xpc_object_t (KeychainConfigurationSettings::*)(xpc_object_t);
+  // One handler per command word, given a request whose required arguments
+  // are there.
+  xpc_object_t create8021XPasswordEntry(const Request& request);
+  xpc_object_t delete8021XPasswordEntry(const Request& request);
+  xpc_object_t installCaCertificateToSystemStore(const Request& request);
+  xpc_object_t deleteCertifcateFromSystemStore(const Request& request);
+  xpc_object_t certificateExistsByLabel(const Request& request);
+  xpc_object_t installCaCertificateToSystemStoreWithSecurityCmd(const Request& request);
 
  private:
-
   xpc::KeychainHelper keychain;
 };

@@ -1,9 +1,10 @@
 // Keychain access: the cached keychain handles, the active item, the two
 // whole-keychain searches and deletion.
+#include "CFCast.h"
 #include "KeychainHelper.h"
 
 #include "DictionaryHelper.h"
-#include "LogLine.h"
+#include "Logger.h"
 #include "OsFileSystemUtils.h"
 
 namespace xpc {
@@ -33,12 +34,12 @@ KeychainHelper::KeychainHelper(Logger* logger)
       systemKeychainOpened(false) {}
 
 KeychainHelper::~KeychainHelper() {
-  log(5, "Freeing keychain objects in dtor.");
+  log(LogLevel::Progress, "Freeing keychain objects in dtor.");
   freeKeychainItem();
   freeKeychain();
 }
 
-void KeychainHelper::log(unsigned char level, const std::string& text) {
+void KeychainHelper::log(LogLevel level, const std::string& text) {
   logLine(logger, level, text);
 }
 
@@ -53,32 +54,32 @@ OSStatus KeychainHelper::setUserInteractionAllowed(bool allowed) {
 
 bool KeychainHelper::openKeychain(bool userKeychain) {
   if (userKeychain) {
-    log(5, "Attempting to open the user keychain...");
+    log(LogLevel::Progress, "Attempting to open the user keychain...");
     if (this->userKeychain) {
-      log(5, "Using already opened/cached user keychain object.");
+      log(LogLevel::Progress, "Using already opened/cached user keychain object.");
       activeKeychain = this->userKeychain.get();
       return true;
     }
-    log(5, "No user keychain object cached.  Will open the keychain.");
+    log(LogLevel::Progress, "No user keychain object cached.  Will open the keychain.");
     if (!innerOpenKeychain(OsFileSystemUtils(logger).getHomeDirectory() + kLoginKeychainFile)) {
       return false;
     }
-    log(5, "Caching the user keychain handle.");
+    log(LogLevel::Progress, "Caching the user keychain handle.");
     this->userKeychain.reset(activeKeychain, RefPolicy::Adopt);
     return true;
   }
 
-  log(5, "Attempting to open the system keychain...");
+  log(LogLevel::Progress, "Attempting to open the system keychain...");
   if (systemKeychain) {
-    if (!systemKeychainOpened) log(3, "We appear to have a keychain handle, but we don't think we do!?");
-    log(5, "Using already opened/cached system keychain object.");
+    if (!systemKeychainOpened) log(LogLevel::Warning, "We appear to have a keychain handle, but we don't think we do!?");
+    log(LogLevel::Progress, "Using already opened/cached system keychain object.");
     activeKeychain = systemKeychain.get();
     return true;
   }
-  log(5, "No system keychain object cached.  Will open the keychain.");
+  log(LogLevel::Progress, "No system keychain object cached.  Will open the keychain.");
   if (!innerOpenKeychain(kSystemKeychainFile)) return false;
   systemKeychainOpened = true;
-  log(5, "Caching the system keychain handle.");
+  log(LogLevel::Progress, "Caching the system keychain handle.");
   systemKeychain.reset(activeKeychain, RefPolicy::Adopt);
   return true;
 }
@@ -86,10 +87,10 @@ bool KeychainHelper::openKeychain(bool userKeychain) {
 // On success `activeKeychain` holds a new reference, which the caller caches.
 bool KeychainHelper::innerOpenKeychain(std::string path) {
   if (path.empty()) {
-    log(4, "Unable to open a keychain!  The path to the keychain is empty!");
+    log(LogLevel::Error, "Unable to open a keychain!  The path to the keychain is empty!");
     return false;
   }
-  log(5, "Opening the keychain at : " + path);
+  log(LogLevel::Progress, "Opening the keychain at : " + path);
   SecKeychainRef opened = nullptr;
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"  // see setUserInteractionAllowed
@@ -97,21 +98,21 @@ bool KeychainHelper::innerOpenKeychain(std::string path) {
 #pragma clang diagnostic pop
   if (status != errSecSuccess) {
     if (opened != nullptr) CFRelease(opened);
-    log(4, "Unable to open the keychain at '" + path +
-               "'.  Error was : " + errorUtils.getErrorStringFromOsStatus(status));
+    log(LogLevel::Error, "Unable to open the keychain at '" + path +
+                         "'.  Error was : " + errorUtils.getErrorStringFromOsStatus(status));
     activeKeychain = nullptr;
     return false;
   }
   if (opened == nullptr) {
-    log(3, "The keychain claimed to be opened, but the keychain handle appears to be NULL!?");
+    log(LogLevel::Warning, "The keychain claimed to be opened, but the keychain handle appears to be NULL!?");
     return false;
   }
   activeKeychain = opened;
   // The helper runs as root with no one to answer a dialog on the console.
   status = setUserInteractionAllowed(false);
   if (status != errSecSuccess) {
-    log(3, "Unable to disable the user interaction setting on the keychain!  We may see more prompts "
-           "than expected.  Error was : " +
+    log(LogLevel::Warning, "Unable to disable the user interaction setting on the keychain!  We may see more prompts "
+                           "than expected.  Error was : " +
                errorUtils.getErrorStringFromOsStatus(status));
   }
   return true;
@@ -122,19 +123,19 @@ void KeychainHelper::freeKeychain() {
     if (!*handle) continue;
     OSStatus status = setUserInteractionAllowed(true);
     if (status != errSecSuccess) {
-      log(3, "Unable to reenable the user interaction on the keychain!  Future keychain access may "
-             "fail.   Error was : " +
+      log(LogLevel::Warning, "Unable to reenable the user interaction on the keychain!  Future keychain access may "
+                             "fail.   Error was : " +
                  errorUtils.getErrorStringFromOsStatus(status));
     }
     handle->reset();
-    log(5, "The keychain reference was released.  The keychain should be closed.");
+    log(LogLevel::Progress, "The keychain reference was released.  The keychain should be closed.");
   }
   activeKeychain = nullptr;
 }
 
 void KeychainHelper::freeKeychainItem() {
   if (!activeItem) return;
-  log(5, "Releasing active keychain item.");
+  log(LogLevel::Progress, "Releasing active keychain item.");
   activeItem.reset();
 }
 
@@ -164,11 +165,11 @@ bool KeychainHelper::find8021XRelatedPasswordItems(CFArrayRef* out) {
 
 bool KeychainHelper::findItems(const ItemSearch& search, CFArrayRef* out) {
   if (out == nullptr) {
-    log(4, search.nullOutText);
+    log(LogLevel::Error, search.nullOutText);
     return false;
   }
   if (activeKeychain == nullptr) {
-    log(4, search.noKeychainText);
+    log(LogLevel::Error, search.noKeychainText);
     return false;
   }
   CFTypeRef keychains[] = {activeKeychain};
@@ -176,7 +177,7 @@ bool KeychainHelper::findItems(const ItemSearch& search, CFArrayRef* out) {
                                RefPolicy::Adopt);
   DictionaryHelper query(logger);
   if (!query.createNewDictionary()) {
-    log(4, "Unable to create the dictionary to use to search the keychain!");
+    log(LogLevel::Error, "Unable to create the dictionary to use to search the keychain!");
     return false;
   }
   const struct {
@@ -192,7 +193,7 @@ bool KeychainHelper::findItems(const ItemSearch& search, CFArrayRef* out) {
   };
   for (const auto& entry : entries) {
     if (!query.setValue(entry.key, entry.value)) {
-      log(4, entry.failureText);
+      log(LogLevel::Error, entry.failureText);
       return false;
     }
   }
@@ -200,11 +201,11 @@ bool KeychainHelper::findItems(const ItemSearch& search, CFArrayRef* out) {
   CFRef<CFTypeRef> result;
   OSStatus status = SecItemCopyMatching(query.getDictionary(), result.initializeInto());
   if (status != errSecSuccess) {
-    log(4, search.queryFailedText + errorUtils.getErrorStringFromOsStatus(status));
+    log(LogLevel::Error, search.queryFailedText + errorUtils.getErrorStringFromOsStatus(status));
     return false;
   }
-  if (!result || CFGetTypeID(result.get()) != CFArrayGetTypeID()) {
-    log(4, "Expected an array result, but got something else!");
+  if (cfCast<CFArrayRef>(result.get()) == nullptr) {
+    log(LogLevel::Error, "Expected an array result, but got something else!");
     return false;
   }
   *out = static_cast<CFArrayRef>(result.release());
@@ -216,20 +217,20 @@ bool KeychainHelper::findFirstCertificate(CFArrayRef items,
   DictionaryHelper entry(logger);
   for (CFIndex i = 0; i < CFArrayGetCount(items); ++i) {
     CFTypeRef value = CFArrayGetValueAtIndex(items, i);
-    if (value == nullptr || CFGetTypeID(value) != CFDictionaryGetTypeID()) {
-      log(4, "A value in our keychain results was not a dictionary!  It has been ignored.");
+    if (cfCast<CFDictionaryRef>(value) == nullptr) {
+      log(LogLevel::Error, "A value in our keychain results was not a dictionary!  It has been ignored.");
       continue;
     }
     if (entry.haveActiveDictionary()) entry.clearActiveDictionary();
     if (!entry.setActiveDictionary(static_cast<CFDictionaryRef>(value))) {
-      log(4, "Unable to send our active dictionary to our helper class!");
+      log(LogLevel::Error, "Unable to send our active dictionary to our helper class!");
       continue;
     }
     if (!matches(entry)) continue;
     SecKeychainItemRef item = nullptr;
     if (entry.getValue("v_Ref", &item) != 0) {
-      log(4, "Found a match, but couldn't get the keychain reference data!  Will attempt to continue "
-             "anyway.");
+      log(LogLevel::Error, "Found a match, but couldn't get the keychain reference data!  Will attempt to continue "
+                           "anyway.");
       continue;
     }
     activeItem.reset(item, RefPolicy::Retain);
@@ -240,22 +241,22 @@ bool KeychainHelper::findFirstCertificate(CFArrayRef items,
 
 bool KeychainHelper::deleteKeychainItem(SecKeychainItemRef item) {
   if (item == nullptr) {
-    log(4, "The keychain item to delete was NULL!");
+    log(LogLevel::Error, "The keychain item to delete was NULL!");
     return false;
   }
   OSStatus status = SecKeychainItemDelete(item);
   if (status == errSecSuccess) {
-    log(5, "The requested keychain item was deleted.");
+    log(LogLevel::Progress, "The requested keychain item was deleted.");
     return true;
   }
-  log(4, "Unable to delete the requested keychain item!  Error was : " +
+  log(LogLevel::Error, "Unable to delete the requested keychain item!  Error was : " +
              errorUtils.getErrorStringFromOsStatus(status));
   SecKeychainStatus keychainStatus = 0;
   status = SecKeychainGetStatus(activeKeychain, &keychainStatus);
   if (status == errSecSuccess) {
-    log(4, "Current keychain status : " + std::to_string(keychainStatus));
+    log(LogLevel::Error, "Current keychain status : " + std::to_string(keychainStatus));
   } else {
-    log(4, "Unable to determine the current keychain status.   Error was : " +
+    log(LogLevel::Error, "Unable to determine the current keychain status.   Error was : " +
                errorUtils.getErrorStringFromOsStatus(status));
   }
   return false;
@@ -263,24 +264,24 @@ bool KeychainHelper::deleteKeychainItem(SecKeychainItemRef item) {
 
 bool KeychainHelper::deleteActiveKeychainItem() {
   if (!activeItem) {
-    log(4, "Unable to delete the active keychain item!  The active keychain item is NULL!");
+    log(LogLevel::Error, "Unable to delete the active keychain item!  The active keychain item is NULL!");
     return false;
   }
   if (!deleteKeychainItem(activeItem.get())) return false;
-  log(5, "Active keychain item was deleted.  Freeing the reference.");
+  log(LogLevel::Progress, "Active keychain item was deleted.  Freeing the reference.");
   freeKeychainItem();
   return true;
 }
 
 bool KeychainHelper::deleteItemByDictionary(CFDictionaryRef attributes, bool forgetActiveItem) {
   if (attributes == nullptr) {
-    log(4, "Cannot delete the requested keychain item!  The dictionary is NULL!");
+    log(LogLevel::Error, "Cannot delete the requested keychain item!  The dictionary is NULL!");
     return false;
   }
   CFTypeRef item = CFDictionaryGetValue(attributes, kSecValueRef);
-  if (item == nullptr || (CFGetTypeID(item) != SecKeychainItemGetTypeID() &&
-                          CFGetTypeID(item) != SecCertificateGetTypeID())) {
-    log(4, "Unable to locate the keychain item we wanted to delete!");
+  if (item == nullptr || (cfCast<SecKeychainItemRef>(item) == nullptr &&
+                          cfCast<SecCertificateRef>(item) == nullptr)) {
+    log(LogLevel::Error, "Unable to locate the keychain item we wanted to delete!");
     return false;
   }
   bool deleted = deleteKeychainItem(static_cast<SecKeychainItemRef>(const_cast<void*>(item)));
@@ -290,11 +291,11 @@ bool KeychainHelper::deleteItemByDictionary(CFDictionaryRef attributes, bool for
 
 SecCertificateRef KeychainHelper::getActiveCertificate() {
   if (!activeItem) {
-    log(4, "There is no active item in the KeychainHelper object!");
+    log(LogLevel::Error, "There is no active item in the KeychainHelper object!");
     return nullptr;
   }
-  if (CFGetTypeID(activeItem.get()) != SecCertificateGetTypeID()) {
-    log(4, "The current active item in the KeychainHelper object isn't a certificate!");
+  if (cfCast<SecCertificateRef>(activeItem.get()) == nullptr) {
+    log(LogLevel::Error, "The current active item in the KeychainHelper object isn't a certificate!");
     return nullptr;
   }
   return reinterpret_cast<SecCertificateRef>(activeItem.get());

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "LogSink.h"
 #include "CFRef.h"
 #include "ErrorUtils.h"
 
@@ -106,7 +107,7 @@ class KeychainHelper {
   bool findFirstCertificate(CFArrayRef items, const std::function<bool(DictionaryHelper&)>& matches);
   int findCertificate(const std::string& label, const std::function<bool(DictionaryHelper&)>& matches);
   static OSStatus setUserInteractionAllowed(bool allowed);
-  void log(unsigned char level, const std::string& text);
+  void log(LogLevel level, const std::string& text);
 
   Logger* logger;
   ErrorUtils errorUtils;

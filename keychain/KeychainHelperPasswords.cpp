@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "KeychainHelper.h"
-#include "LogLine.h"
+#include "Logger.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -36,11 +36,11 @@ bool KeychainHelper::create8021XPasswordEntry(std::string account, std::string s
                                               std::string password) {
   if (account.empty() || service.empty() || label.empty() || description.empty() ||
       password.empty()) {
-    log(4, "Unable to create a new entry in the keychain!  One of the parameters was an empty string!");
+    log(LogLevel::Error, "Unable to create a new entry in the keychain!  One of the parameters was an empty string!");
     return false;
   }
   if (activeKeychain == nullptr) {
-    log(4, "No keychain has been opened!  Cannot create a new 802.1X credential!");
+    log(LogLevel::Error, "No keychain has been opened!  Cannot create a new 802.1X credential!");
     return false;
   }
   SecKeychainAttribute attributes[] = {
@@ -57,94 +57,94 @@ bool KeychainHelper::create8021XPasswordEntry(std::string account, std::string s
       kSecGenericPasswordItemClass, &list, static_cast<UInt32>(password.size()), password.data(),
       activeKeychain, nullptr, item.initializeInto());
   if (status != errSecSuccess) {
-    log(4, "Unable to create a new entry in the keychain!  Error was : " +
+    log(LogLevel::Error, "Unable to create a new entry in the keychain!  Error was : " +
                errorUtils.getErrorStringFromOsStatus(status));
     return false;
   }
-  log(5, "New password entry was created!");
+  log(LogLevel::Progress, "New password entry was created!");
   return true;
 }
 
 OSStatus KeychainHelper::find8021XRelatedPasswordKeychainItem(std::string service,
                                                               std::string account) {
   if (service.empty()) {
-    log(4, "Unable to attempt to find a keychain item without a valid service name!");
+    log(LogLevel::Error, "Unable to attempt to find a keychain item without a valid service name!");
     return errSecParam;
   }
   if (account.empty()) {
-    log(4, "Unable to attempt to find a keychain item without a valid account name!");
+    log(LogLevel::Error, "Unable to attempt to find a keychain item without a valid account name!");
     return errSecParam;
   }
   if (activeKeychain == nullptr) {
-    log(4, "No keychain was specified to search!");
+    log(LogLevel::Error, "No keychain was specified to search!");
     return errSecNoSuchKeychain;
   }
-  log(5, "Keychain item before search is " + pointerText(activeItem.get()) + ".");
+  log(LogLevel::Progress, "Keychain item before search is " + pointerText(activeItem.get()) + ".");
   CFRef<SecKeychainItemRef> found;
   OSStatus status = SecKeychainFindGenericPassword(
       activeKeychain, static_cast<UInt32>(service.size()), service.c_str(),
       static_cast<UInt32>(account.size()), account.c_str(), nullptr, nullptr, found.initializeInto());
   // A failed search leaves the active item as it was.
   if (status == errSecSuccess) activeItem = found;
-  log(5, "Keychain item after search is " + pointerText(activeItem.get()) + ".");
+  log(LogLevel::Progress, "Keychain item after search is " + pointerText(activeItem.get()) + ".");
   if (status != errSecSuccess) {
-    log(4, "Unable to locate the requested keychain item!");
+    log(LogLevel::Error, "Unable to locate the requested keychain item!");
     return status;
   }
-  log(5, "Found the requested keychain password entry!");
+  log(LogLevel::Progress, "Found the requested keychain password entry!");
   return errSecSuccess;
 }
 
 bool KeychainHelper::getAccessRefFor8021X(std::string descriptor, SecAccessRef* out) {
   if (descriptor.empty()) {
-    log(4, "No keychain descriptor was provided while trying to create our access reference!");
+    log(LogLevel::Error, "No keychain descriptor was provided while trying to create our access reference!");
     return false;
   }
   CFRef<CFArrayRef> trustedApps;
   if (!getTrustedAppsList(trustedApps.initializeInto())) {
-    log(4, "Unable to generate a list of the trusted apps for our access reference!");
+    log(LogLevel::Error, "Unable to generate a list of the trusted apps for our access reference!");
     return false;
   }
   CFRef<CFStringRef> name(MacStringUtils::stdStringToCfStringRef(descriptor), RefPolicy::Adopt);
   CFRef<SecAccessRef> access;
   OSStatus status = SecAccessCreate(name.get(), trustedApps.get(), access.initializeInto());
   if (status != errSecSuccess) {
-    log(4, "Unable to create an access reference for a keychain item!  Error was : " +
+    log(LogLevel::Error, "Unable to create an access reference for a keychain item!  Error was : " +
                errorUtils.getErrorStringFromOsStatus(status));
     return false;
   }
   if (!access) {
-    log(4, "The return value was NULL while attempting to create our access reference!");
+    log(LogLevel::Error, "The return value was NULL while attempting to create our access reference!");
     return false;
   }
-  log(5, "The access reference was created for our keychain entry.");
+  log(LogLevel::Progress, "The access reference was created for our keychain entry.");
   if (out != nullptr) *out = access.release();
   return true;
 }
 
 bool KeychainHelper::getTrustedAppsList(CFArrayRef* out) {
   if (out == nullptr) {
-    log(4, "NULL was passed to getTrustedAppsList()!");
+    log(LogLevel::Error, "NULL was passed to getTrustedAppsList()!");
     return false;
   }
   CFRef<CFMutableArrayRef> apps(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks),
                                 RefPolicy::Adopt);
   if (!apps) {
-    log(4, "Unable to allocate memory for an array in getTrustedAppsList()!");
+    log(LogLevel::Error, "Unable to allocate memory for an array in getTrustedAppsList()!");
     return false;
   }
   if (!addSingleTrustedAppToArray(nullptr, apps.get())) {
-    log(4, "Failed to add our own app to the list of allowed applications!");
+    log(LogLevel::Error, "Failed to add our own app to the list of allowed applications!");
     return false;
   }
   for (const char* path : kTrustedApps) {
-    log(5, std::string("Adding the app '") + path + "' to the allowed list...");
+    log(LogLevel::Progress, std::string("Adding the app '") + path + "' to the allowed list...");
     if (!addSingleTrustedAppToArray(path, apps.get())) {
-      log(4, std::string("Failed to add the app '") + path +
+      log(LogLevel::Error, std::string("Failed to add the app '") + path +
                  "' to the list of apps allowed to access our new keychain entry!");
       return false;
     }
-    log(5, "... entry was added.");
+    log(LogLevel::Progress, "... entry was added.");
   }
   *out = apps.release();
   return true;
@@ -152,7 +152,7 @@ bool KeychainHelper::getTrustedAppsList(CFArrayRef* out) {
 
 bool KeychainHelper::addSingleTrustedAppToArray(const char* path, CFMutableArrayRef array) {
   if (array == nullptr) {
-    log(4, "An invalid CFArrayRef was passed to addSingleTrustedAppToArray()!");
+    log(LogLevel::Error, "An invalid CFArrayRef was passed to addSingleTrustedAppToArray()!");
     return false;
   }
   CFRef<SecTrustedApplicationRef> app;
@@ -163,7 +163,7 @@ bool KeychainHelper::addSingleTrustedAppToArray(const char* path, CFMutableArray
   OSStatus status = SecTrustedApplicationCreateFromPath(path, app.initializeInto());
 #pragma clang diagnostic pop
   if (status != errSecSuccess) {
-    log(4, std::string("Unable to create a trusted application reference for the application at '") +
+    log(LogLevel::Error, std::string("Unable to create a trusted application reference for the application at '") +
                (path != nullptr ? path : "(this program)") +
                "'!  Error was : " + errorUtils.getErrorStringFromOsStatus(status));
     return false;

@@ -10,196 +10,128 @@
 
 #include "Ipv6SettingHelper.h"
 #include "ProxySettingHelper.h"
-#include "StringTools.h"
 #include "SysConfigDynamicStorePreferencesHelper.h"
 #include "SysConfigPreferencesHelper.h"
 #include "SystemConfigPrefsBase.h"
 
-namespace {
-
-using Self = InterfaceConfigurationSettings;
-
-// The family's words, in the order in which they are tested.
-const struct {
-  const char* word;
-  Self::Handler handler;
-} kCommands[] = {
-    {"commitmobileconfig", &Self::commitMobileconfigData},
-    {"setssidpriority", &Self::setProfileToPriorityIndex},
-    {"proxysetmanualserver", &Self::setManualProxyServer},
-    {"proxydisable", &Self::disableProxyServer},
-    {"proxyautobyurl", &Self::setAutoByUrlProxy},
-    {"proxysetautodetected", &Self::setAutodetectedProxyServer},
-    {"setnetworkprotocolenabled", &Self::setNetworkProtocolEnabled},
-    {"setipv6toautomatic", &Self::setIpv6ToAutomatic},
-    {"setinttoconfigpath", &Self::setIntToConfigPath},
-    {"setinterfaceadminstate", &Self::setIntAdminState},
-    {"dhcprenew", &Self::dhcpRenew},
-};
-
-// Integers arrive as int64 and are used as int.
-int intArgument(xpc_object_t message, const char* key) {
-  return static_cast<int>(xpc_dictionary_get_int64(message, key));
-}
-
-}  // namespace
-
 InterfaceConfigurationSettings::InterfaceConfigurationSettings(Logger* logger)
     : CommandHandlerBase(logger) {}
 
-InterfaceConfigurationSettings::Result InterfaceConfigurationSettings::Result::error(
-    const char* text) {
-  Result result(false);
-  result.errorText = text;
-  return result;
-}
-
 xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
                                                            xpc_object_t message) {
-  if (noMessage(message,
-                "No command object was provided while attempting to handle interface commands!")) {
-    return nullptr;
-  }
-  if (command.empty()) {
-    return createError(message,
-                       "No command name was available while attempting to handle interface commands!");
-  }
-  std::string word = xpc::StringTools::stringToLower(command);
-  for (const auto& row : kCommands) {
-    if (word == row.word) return (this->*row.handler)(message);
-  }
-  return nullptr;
+  using Self = InterfaceConfigurationSettings;
+  // The two automatic proxy modes share the "disable" wording on purpose.
+  static const Command<Self> kCommands[] = {
+      {"commitmobileconfig", &Self::commitMobileconfigData,
+       {{"MobileConfigPath", "Invalid data provided while trying to commit the profile to the OS!"}}},
+      {"setssidpriority", &Self::setProfileToPriorityIndex,
+       {{"InterfaceName", "Invalid data provided while trying to set the SSID priority!"},
+        {"SSID", "Invalid data provided while trying to set the SSID priority! (2)",
+         Request::Required::Bytes}}},
+      {"proxysetmanualserver", &Self::setManualProxyServer,
+       {{"Uuid", "Invalid data provided while trying to set a static proxy server!"},
+        {"NewValue", "Invalid data provided while trying to set a static proxy server! (2)"}}},
+      {"proxydisable", &Self::disableProxyServer,
+       {{"Uuid", "Invalid data provided while trying to disable the proxy server!"}}},
+      {"proxyautobyurl", &Self::setAutoByUrlProxy,
+       {{"Uuid", "Invalid data provided while trying to disable the proxy server!"},
+        {"Url", "Invalid data provided while trying to disable the proxy server! (2)"}}},
+      {"proxysetautodetected", &Self::setAutodetectedProxyServer,
+       {{"Uuid", "Invalid data provided while trying to disable the proxy server!"}}},
+      {"setnetworkprotocolenabled", &Self::setNetworkProtocolEnabled,
+       {{"Uuid", "Invalid data provided while trying to change the state of a protocol!"},
+        {"ProtocolConstant", "Invalid data provided while trying to change the state of a protocol!"}}},
+      {"setipv6toautomatic", &Self::setIpv6ToAutomatic,
+       {{"Uuid", "Invalid data provided while trying to set IPv6 to automatic!"}}},
+      {"setinttoconfigpath", &Self::setIntToConfigPath,
+       {{"Path", "Invalid data provided while trying to change a system setting!"},
+        {"Key", "Invalid data provided while trying to change a system setting! (2)"}}},
+      {"setinterfaceadminstate", &Self::setIntAdminState,
+       {{"InterfaceName",
+         "There was no interface name provided while trying to change the up/down state of an "
+         "interface!"}}},
+      {"dhcprenew", &Self::dhcpRenew,
+       {{"InterfaceName",
+         "There was no interface name provided while trying to a DHCP release/renew on the "
+         "interface!"}}},
+  };
+  return dispatch(
+      command, message,
+      {"No command object was provided while attempting to handle interface commands!",
+       "No command name was available while attempting to handle interface commands!", false},
+      kCommands);
 }
 
-xpc_object_t InterfaceConfigurationSettings::run(xpc_object_t message, const Checks& checks,
-                                                 const Operation& operation) {
-  if (noMessage(message, checks.noMessageText)) return nullptr;
-  Arguments arguments;
-  arguments.first = getStringFromXpc(message, checks.firstKey);
-  if (arguments.first.empty()) return createError(message, checks.firstInvalidText);
-  if (checks.secondKey != nullptr) {
-    arguments.second = getStringFromXpc(message, checks.secondKey);
-    if (arguments.second.empty()) return createError(message, checks.secondInvalidText);
-  }
-  Result result = operation(arguments);
-  if (result.errorText != nullptr) return createError(message, result.errorText);
-  return createSuccessOrFailure(message, result.success);
-}
-
-xpc_object_t InterfaceConfigurationSettings::setManualProxyServer(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::setManualProxyServer(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(message,
-             {"No command object was provided while attempting to set a manual proxy server!",
-              "Uuid", "Invalid data provided while trying to set a static proxy server!",
-              "NewValue", "Invalid data provided while trying to set a static proxy server! (2)"},
-             [&](const Arguments& a) -> Result {
-               return proxies.setManualProxyServer(a.first, a.second, intArgument(message, "Port"));
-             });
+  return createSuccessOrFailure(
+      request.message, proxies.setManualProxyServer(request.string("Uuid"), request.string("NewValue"),
+                                                    request.integer("Port")));
 }
 
-xpc_object_t InterfaceConfigurationSettings::disableProxyServer(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::disableProxyServer(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(message,
-             {"No command object was provided while attempting to disable the proxy server!",
-              "Uuid", "Invalid data provided while trying to disable the proxy server!"},
-             [&](const Arguments& a) -> Result { return proxies.disableProxies(a.first); });
+  return createSuccessOrFailure(request.message, proxies.disableProxies(request.string("Uuid")));
 }
 
-// The two automatic modes share the "disable" wording on purpose.
-xpc_object_t InterfaceConfigurationSettings::setAutoByUrlProxy(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::setAutoByUrlProxy(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(message,
-             {"No command object was provided while attempting to set an auto URL proxy.", "Uuid",
-              "Invalid data provided while trying to disable the proxy server!", "Url",
-              "Invalid data provided while trying to disable the proxy server! (2)"},
-             [&](const Arguments& a) -> Result {
-               return proxies.setAutomaticProxyUrl(a.first, a.second,
-                                                   xpc_dictionary_get_bool(message, "ResetOthers"));
-             });
+  return createSuccessOrFailure(
+      request.message, proxies.setAutomaticProxyUrl(request.string("Uuid"), request.string("Url"),
+                                                    request.boolean("ResetOthers")));
 }
 
-xpc_object_t InterfaceConfigurationSettings::setAutodetectedProxyServer(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::setAutodetectedProxyServer(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
-  return run(
-      message,
-      {"No command object was provided while attempting to set an autodetected proxy server.",
-       "Uuid", "Invalid data provided while trying to disable the proxy server!"},
-      [&](const Arguments& a) -> Result {
-        return proxies.setAutoDetectedProxyEnabled(a.first,
-                                                   xpc_dictionary_get_bool(message, "ResetOthers"));
-      });
+  return createSuccessOrFailure(
+      request.message,
+      proxies.setAutoDetectedProxyEnabled(request.string("Uuid"), request.boolean("ResetOthers")));
 }
 
-xpc_object_t InterfaceConfigurationSettings::setNetworkProtocolEnabled(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::setNetworkProtocolEnabled(const Request& request) {
   xpc::SystemConfigPrefsBase preferences(logger, false);
-  return run(
-      message,
-      {"No command object was provided while attempting to enable or disable a network "
-       "protocol!",
-       "Uuid", "Invalid data provided while trying to change the state of a protocol!",
-       "ProtocolConstant", "Invalid data provided while trying to change the state of a protocol!"},
-      [&](const Arguments& a) -> Result {
-        if (!preferences.acquireProtocolHandle(a.first, a.second)) {
-          return Result::error(
-              "Unable to acquire a handle to the desired protocol while attempting to enable or "
-              "disable it!");
-        }
-        return preferences.setProtocolEnabled(xpc_dictionary_get_bool(message, "Enabled"));
-      });
+  if (!preferences.acquireProtocolHandle(request.string("Uuid"), request.string("ProtocolConstant"))) {
+    return createError(request.message,
+                       "Unable to acquire a handle to the desired protocol while attempting to enable "
+                       "or disable it!");
+  }
+  return createSuccessOrFailure(request.message,
+                                preferences.setProtocolEnabled(request.boolean("Enabled")));
 }
 
-xpc_object_t InterfaceConfigurationSettings::setIpv6ToAutomatic(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::setIpv6ToAutomatic(const Request& request) {
   xpc::Ipv6SettingHelper ipv6(logger, false);
-  return run(message,
-             {"No command object was provided while attempting to set IPv6 to automatic.", "Uuid",
-              "Invalid data provided while trying to set IPv6 to automatic!"},
-             [&](const Arguments& a) -> Result { return ipv6.setAutomatic(a.first); });
+  return createSuccessOrFailure(request.message, ipv6.setAutomatic(request.string("Uuid")));
 }
 
-xpc_object_t InterfaceConfigurationSettings::setIntToConfigPath(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::setIntToConfigPath(const Request& request) {
   xpc::SysConfigPreferencesHelper preferences(logger, false);
-  return run(message,
-             {"No command object was provided while attempting to set an integer for an interface!",
-              "Path", "Invalid data provided while trying to change a system setting!", "Key",
-              "Invalid data provided while trying to change a system setting! (2)"},
-             [&](const Arguments& a) -> Result {
-               return preferences.setIntToConfigPath(a.first, a.second,
-                                                     intArgument(message, "NewValue"));
-             });
+  return createSuccessOrFailure(
+      request.message, preferences.setIntToConfigPath(request.string("Path"), request.string("Key"),
+                                                      request.integer("NewValue")));
 }
 
-xpc_object_t InterfaceConfigurationSettings::setIntAdminState(xpc_object_t message) {
-  return run(message,
-             {"No command object was provided while attempting to set the interface administrative "
-              "state.",
-              "InterfaceName",
-              "There was no interface name provided while trying to change the up/down state of an "
-              "interface!"},
-             [&](const Arguments& a) -> Result {
-               return setInterfaceAdminState(a.first,
-                                             xpc_dictionary_get_bool(message, "DesiredState"));
-             });
+xpc_object_t InterfaceConfigurationSettings::setIntAdminState(const Request& request) {
+  return createSuccessOrFailure(
+      request.message,
+      setInterfaceAdminState(request.string("InterfaceName"), request.boolean("DesiredState")));
 }
 
-xpc_object_t InterfaceConfigurationSettings::dhcpRenew(xpc_object_t message) {
+xpc_object_t InterfaceConfigurationSettings::dhcpRenew(const Request& request) {
   xpc::SysConfigDynamicStorePreferencesHelper store(logger);
-  return run(message,
-             {"No command object was provided while attempting to do a DHCP release/renew.",
-              "InterfaceName",
-              "There was no interface name provided while trying to a DHCP release/renew on the "
-              "interface!"},
-             [&](const Arguments& a) -> Result { return store.requestDhcpRenew(a.first); });
+  return createSuccessOrFailure(request.message,
+                                store.requestDhcpRenew(request.string("InterfaceName")));
 }
 
 bool InterfaceConfigurationSettings::setInterfaceAdminState(std::string interfaceName, bool up) {
   if (interfaceName.empty()) {
-    log(4, "Unable to determine the up/down state of an interface because the provided interface "
-           "name was empty!");
+    log(LogLevel::Error, "Unable to determine the up/down state of an interface because the provided interface "
+                         "name was empty!");
     return false;
   }
   // The request's name field holds IFNAMSIZ - 1 bytes and a NUL.
   if (interfaceName.size() >= IFNAMSIZ) {
-    log(4, "The interface name '" + interfaceName + "' is too long to be an interface name!");
+    log(LogLevel::Error, "The interface name '" + interfaceName + "' is too long to be an interface name!");
     return false;
   }
   // errno is read before logging, which may change it.
@@ -207,9 +139,9 @@ bool InterfaceConfigurationSettings::setInterfaceAdminState(std::string interfac
   int sock = socket(AF_INET, SOCK_DGRAM, 0);
   if (sock < 0) {
     std::string error = errorLine();
-    log(4, "Unable to get a socket to operate on while checking the up/down state of an "
-           "interface!");
-    log(4, error);
+    log(LogLevel::Error, "Unable to get a socket to operate on while checking the up/down state of an "
+                         "interface!");
+    log(LogLevel::Error, error);
     return false;
   }
   ifreq request{};
@@ -217,25 +149,25 @@ bool InterfaceConfigurationSettings::setInterfaceAdminState(std::string interfac
   bool result = false;
   if (ioctl(sock, SIOCGIFFLAGS, &request) < 0) {
     std::string error = errorLine();
-    log(4, "Unable to get the interface up/down state for interface '" + interfaceName + "'!");
-    log(4, error);
+    log(LogLevel::Error, "Unable to get the interface up/down state for interface '" + interfaceName + "'!");
+    log(LogLevel::Error, error);
   } else if (((request.ifr_flags & IFF_UP) != 0) == up) {
-    log(1, "The interface '" + interfaceName + "' was already in the desired up/down state!");
+    log(LogLevel::Outcome, "The interface '" + interfaceName + "' was already in the desired up/down state!");
     result = true;
   } else {
     if (up) {
-      log(5, "Changing interface flags to up...");
+      log(LogLevel::Progress, "Changing interface flags to up...");
       request.ifr_flags |= IFF_UP;
     } else {
-      log(5, "Changing interface flags to down...");
+      log(LogLevel::Progress, "Changing interface flags to down...");
       request.ifr_flags &= ~IFF_UP;
     }
     if (ioctl(sock, SIOCSIFFLAGS, &request) < 0) {
       std::string error = errorLine();
-      log(4, "Unable to set the interface up/down state for interface '" + interfaceName + "'!");
-      log(4, error);
+      log(LogLevel::Error, "Unable to set the interface up/down state for interface '" + interfaceName + "'!");
+      log(LogLevel::Error, error);
     } else {
-      log(5, "The interface '" + interfaceName + "' state was changed!");
+      log(LogLevel::Progress, "The interface '" + interfaceName + "' state was changed!");
       result = true;
     }
   }

@@ -1,5 +1,6 @@
 #include "Ipv6SettingHelper.h"
 
+#include "CFCast.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -25,7 +26,7 @@ CFDictionaryRef Ipv6SettingHelper::currentSettings(const std::string& serviceUui
   CFDictionaryRef settings = nullptr;
   if (!acquireProtocolHandle(serviceUuid, getProtocolConstant())) return nullptr;
   if (!getProtocolSettings(&settings)) {
-    log(4, "Unable to get IPv6 settings for interface with a UUID of '" + serviceUuid + "'.");
+    log(LogLevel::Error, "Unable to get IPv6 settings for interface with a UUID of '" + serviceUuid + "'.");
     return nullptr;
   }
   return settings;
@@ -37,28 +38,28 @@ bool Ipv6SettingHelper::configMethodIs(const std::string& serviceUuid, CFStringR
   if (settings == nullptr) return false;
   CFTypeRef current = CFDictionaryGetValue(settings, kConfigMethod);
   if (current == nullptr) {
-    log(5, "The IPv6 configuration information couldn't be found.  Returning that it is "
-           "disabled.");
+    log(LogLevel::Progress, "The IPv6 configuration information couldn't be found.  Returning that it is "
+                            "disabled.");
     matches = false;
     return true;
   }
-  if (CFGetTypeID(current) != CFStringGetTypeID()) {
-    log(4, "No value returned for the current state of IPv6!");
+  if (cfCast<CFStringRef>(current) == nullptr) {
+    log(LogLevel::Error, "No value returned for the current state of IPv6!");
     return false;
   }
   matches = CFStringCompare(static_cast<CFStringRef>(current), method, 0) == kCFCompareEqualTo;
-  log(5, matches ? yesText : noText);
+  log(LogLevel::Progress, matches ? yesText : noText);
   return true;
 }
 
 bool Ipv6SettingHelper::getIsAutomatic(std::string serviceUuid, bool& isAutomatic) {
   bool enabled = false;
   if (!getIsEnabled(serviceUuid, enabled)) {
-    log(4, "Unable to determine the current global enabled/disabled state for IPv6!");
+    log(LogLevel::Error, "Unable to determine the current global enabled/disabled state for IPv6!");
     return false;
   }
   if (!enabled) {
-    log(5, "IPv6 is disabled on this interface.");
+    log(LogLevel::Progress, "IPv6 is disabled on this interface.");
     isAutomatic = false;
     return true;
   }
@@ -89,7 +90,7 @@ bool Ipv6SettingHelper::setAutomatic(std::string serviceUuid) {
       CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, current), RefPolicy::Adopt);
   if (!settings) {
     // The proxy wording is shared with the proxy helper on purpose.
-    log(4, "Unable to create a mutable dictionary while changing proxy settings!");
+    log(LogLevel::Error, "Unable to create a mutable dictionary while changing proxy settings!");
     return false;
   }
   debugLogDictionary("Dictionary before scrubbing while setting to 'automatic' : ", settings.get());
@@ -100,12 +101,12 @@ bool Ipv6SettingHelper::setAutomatic(std::string serviceUuid) {
 }
 
 bool Ipv6SettingHelper::setLinkLocal(std::string /*serviceUuid*/) {
-  log(4, "Attempted to set the IPv6 setting to 'link local', but this isn't currently supported!");
+  log(LogLevel::Error, "Attempted to set the IPv6 setting to 'link local', but this isn't currently supported!");
   return false;
 }
 
 bool Ipv6SettingHelper::setManual(std::string /*serviceUuid*/) {
-  log(4, "Attempted to set the IPv6 settings to 'manual', but this is not currently implemented!");
+  log(LogLevel::Error, "Attempted to set the IPv6 settings to 'manual', but this is not currently implemented!");
   return false;
 }
 

@@ -1,5 +1,6 @@
 #include "ProxySettingHelper.h"
 
+#include "CFCast.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -30,12 +31,12 @@ std::string ProxySettingHelper::getProtocolConstant() {
 
 bool ProxySettingHelper::getProxySettings(std::string serviceUuid, CFDictionaryRef* out) {
   if (serviceUuid.empty()) {
-    log(4, "The interface UUID was empty while trying to get a handle to the proxy settings!");
+    log(LogLevel::Error, "The interface UUID was empty while trying to get a handle to the proxy settings!");
     return false;
   }
   if (out == nullptr) {
-    log(4, "The resulting dictionary pointer was NULL while trying to get a handle to the proxy "
-           "settings!");
+    log(LogLevel::Error, "The resulting dictionary pointer was NULL while trying to get a handle to the proxy "
+                         "settings!");
     return false;
   }
   return acquireProtocolHandle(serviceUuid, getProtocolConstant()) && getProtocolSettings(out);
@@ -43,7 +44,7 @@ bool ProxySettingHelper::getProxySettings(std::string serviceUuid, CFDictionaryR
 
 bool ProxySettingHelper::clearAllProxySettings(CFMutableDictionaryRef dictionary) {
   if (dictionary == nullptr) {
-    log(4, "The dictionary data provided was NULL while trying to clear all proxy settings!");
+    log(LogLevel::Error, "The dictionary data provided was NULL while trying to clear all proxy settings!");
     return false;
   }
   for (CFStringRef key : {kHttpEnabled, kHttpPort, kHttpProxy, kHttpEnable, kAutoConfigEnable,
@@ -60,17 +61,17 @@ CFRef<CFMutableDictionaryRef> ProxySettingHelper::editableSettings(const std::st
                                                                    const char* clearFailure) {
   CFDictionaryRef current = nullptr;
   if (!getProxySettings(serviceUuid, &current)) {
-    log(4, readFailure);
+    log(LogLevel::Error, readFailure);
     return {};
   }
   CFRef<CFMutableDictionaryRef> copy(
       CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, current), RefPolicy::Adopt);
   if (!copy) {
-    log(4, copyFailure);
+    log(LogLevel::Error, copyFailure);
     return {};
   }
   if (clear && !clearAllProxySettings(copy.get())) {
-    log(4, clearFailure);
+    log(LogLevel::Error, clearFailure);
     return {};
   }
   return copy;
@@ -81,7 +82,7 @@ bool ProxySettingHelper::setOnes(CFMutableDictionaryRef settings,
   const int one = 1;
   CFRef<CFNumberRef> number(createInt(one), RefPolicy::Adopt);
   if (!number) {
-    log(4, failure);
+    log(LogLevel::Error, failure);
     return false;
   }
   for (CFStringRef key : keys) CFDictionarySetValue(settings, key, number.get());
@@ -91,11 +92,11 @@ bool ProxySettingHelper::setOnes(CFMutableDictionaryRef settings,
 bool ProxySettingHelper::setManualProxyServer(std::string serviceUuid, std::string server,
                                               int port) {
   if (serviceUuid.empty()) {
-    log(4, "The UUID is empty while trying to set the manual proxy server data!");
+    log(LogLevel::Error, "The UUID is empty while trying to set the manual proxy server data!");
     return false;
   }
   if (server.empty()) {
-    log(4, "The new address of the manual proxy server is empty!");
+    log(LogLevel::Error, "The new address of the manual proxy server is empty!");
     return false;
   }
   CFRef<CFMutableDictionaryRef> settings = editableSettings(
@@ -106,12 +107,12 @@ bool ProxySettingHelper::setManualProxyServer(std::string serviceUuid, std::stri
 
   CFRef<CFStringRef> address(MacStringUtils::stdStringToCfStringRef(server), RefPolicy::Adopt);
   if (!address) {
-    log(4, "Unable to convert a standard string to a CFStringRef!");
+    log(LogLevel::Error, "Unable to convert a standard string to a CFStringRef!");
     return false;
   }
   CFRef<CFNumberRef> portNumber(createInt(port), RefPolicy::Adopt);
   if (!portNumber) {
-    log(4, "Unable to convert the proxy port number to the format required by the OS!");
+    log(LogLevel::Error, "Unable to convert the proxy port number to the format required by the OS!");
     return false;
   }
   CFDictionarySetValue(settings.get(), kHttpProxy, address.get());
@@ -125,8 +126,8 @@ bool ProxySettingHelper::setManualProxyServer(std::string serviceUuid, std::stri
 
 bool ProxySettingHelper::setAutoDetectedProxyEnabled(std::string serviceUuid, bool resetOthers) {
   if (serviceUuid.empty()) {
-    log(4, "The UUID of the interface to use was empty while attempting to set the auto-detected "
-           "proxy settings!");
+    log(LogLevel::Error, "The UUID of the interface to use was empty while attempting to set the auto-detected "
+                         "proxy settings!");
     return false;
   }
   CFRef<CFMutableDictionaryRef> settings = editableSettings(
@@ -145,11 +146,11 @@ bool ProxySettingHelper::setAutoDetectedProxyEnabled(std::string serviceUuid, bo
 bool ProxySettingHelper::setAutomaticProxyUrl(std::string serviceUuid, std::string url,
                                               bool resetOthers) {
   if (serviceUuid.empty()) {
-    log(4, "The interface UUID was empty while trying to set the automatic proxy URL!");
+    log(LogLevel::Error, "The interface UUID was empty while trying to set the automatic proxy URL!");
     return false;
   }
   if (url.empty()) {
-    log(4, "The URL was empty while trying to set the automatic proxy URL!");
+    log(LogLevel::Error, "The URL was empty while trying to set the automatic proxy URL!");
     return false;
   }
   CFRef<CFMutableDictionaryRef> settings = editableSettings(
@@ -164,8 +165,8 @@ bool ProxySettingHelper::setAutomaticProxyUrl(std::string serviceUuid, std::stri
   }
   CFRef<CFStringRef> urlText(MacStringUtils::stdStringToCfStringRef(url), RefPolicy::Adopt);
   if (!urlText) {
-    log(4, "Unable to convert the URL to the proper format for the OS while setting the proxy to "
-           "automatic URL.");
+    log(LogLevel::Error, "Unable to convert the URL to the proper format for the OS while setting the proxy to "
+                         "automatic URL.");
     return false;
   }
   CFDictionarySetValue(settings.get(), kAutoConfigUrl, urlText.get());
@@ -174,7 +175,7 @@ bool ProxySettingHelper::setAutomaticProxyUrl(std::string serviceUuid, std::stri
 
 bool ProxySettingHelper::disableProxies(std::string serviceUuid) {
   if (serviceUuid.empty()) {
-    log(4, "The interface UUID is empty while trying to disable proxy settings!");
+    log(LogLevel::Error, "The interface UUID is empty while trying to disable proxy settings!");
     return false;
   }
   CFRef<CFMutableDictionaryRef> settings = editableSettings(
@@ -186,8 +187,8 @@ bool ProxySettingHelper::disableProxies(std::string serviceUuid) {
 
 bool ProxySettingHelper::isProxyProtocolEnabled(std::string serviceUuid, bool& enabled) {
   if (serviceUuid.empty()) {
-    log(4, "The interface UUID was empty while trying to determine if a proxy protocol was "
-           "enabled!");
+    log(LogLevel::Error, "The interface UUID was empty while trying to determine if a proxy protocol was "
+                         "enabled!");
     return false;
   }
   return acquireProtocolHandle(serviceUuid, getProtocolConstant()) && isProtocolEnabled(enabled);
@@ -195,7 +196,7 @@ bool ProxySettingHelper::isProxyProtocolEnabled(std::string serviceUuid, bool& e
 
 bool ProxySettingHelper::setProxyProtocolEnabled(std::string serviceUuid, bool enable) {
   if (serviceUuid.empty()) {
-    log(4, "The interface UUID is empty while trying to enable a proxy protocol!");
+    log(LogLevel::Error, "The interface UUID is empty while trying to enable a proxy protocol!");
     return false;
   }
   return acquireProtocolHandle(serviceUuid, getProtocolConstant()) && setProtocolEnabled(enable);
@@ -204,7 +205,7 @@ bool ProxySettingHelper::setProxyProtocolEnabled(std::string serviceUuid, bool e
 CFDictionaryRef ProxySettingHelper::settingsForReading(const std::string& serviceUuid) {
   CFDictionaryRef settings = nullptr;
   if (!getProxySettings(serviceUuid, &settings)) {
-    log(4, "Unable to get proxy settings for interface with a UUID of '" + serviceUuid + "'.");
+    log(LogLevel::Error, "Unable to get proxy settings for interface with a UUID of '" + serviceUuid + "'.");
     return nullptr;
   }
   return settings;
@@ -212,7 +213,7 @@ CFDictionaryRef ProxySettingHelper::settingsForReading(const std::string& servic
 
 bool ProxySettingHelper::readInt(CFDictionaryRef settings, CFStringRef key, int& value) {
   CFTypeRef number = CFDictionaryGetValue(settings, key);
-  return number != nullptr && CFGetTypeID(number) == CFNumberGetTypeID() &&
+  return cfCast<CFNumberRef>(number) != nullptr &&
          CFNumberGetValue(static_cast<CFNumberRef>(number), kCFNumberIntType, &value);
 }
 
@@ -222,26 +223,26 @@ bool ProxySettingHelper::getManualProxyServer(std::string serviceUuid, std::stri
   if (settings == nullptr) return false;
   if (!CFDictionaryContainsKey(settings, kHttpEnable)) {
     enabled = 0;
-    log(5, "The HTTPEnable setting wasn't found in our proxy configuration settings!  Returning "
-           "that manual settings are disabled!");
+    log(LogLevel::Progress, "The HTTPEnable setting wasn't found in our proxy configuration settings!  Returning "
+                            "that manual settings are disabled!");
     return true;
   }
   if (!readInt(settings, kHttpEnable, enabled)) {
-    log(4, "Unable to convert a CFNumberRef to an int while getting manual proxy settings! (1)");
+    log(LogLevel::Error, "Unable to convert a CFNumberRef to an int while getting manual proxy settings! (1)");
     return false;
   }
   CFTypeRef address = CFDictionaryGetValue(settings, kHttpProxy);
-  if (address == nullptr || CFGetTypeID(address) != CFStringGetTypeID()) {
-    log(4, "The HTTPProxy value wasn't found in our proxy configuration settings!");
+  if (cfCast<CFStringRef>(address) == nullptr) {
+    log(LogLevel::Error, "The HTTPProxy value wasn't found in our proxy configuration settings!");
     return false;
   }
   server = MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(address));
   if (!CFDictionaryContainsKey(settings, kHttpPort)) {
-    log(4, "The HTTPPort wasn't found in our proxy configuration settings!");
+    log(LogLevel::Error, "The HTTPPort wasn't found in our proxy configuration settings!");
     return false;
   }
   if (!readInt(settings, kHttpPort, port)) {
-    log(4, "Unable to convert a CFNumberRef to an int while getting manual proxy settings! (2)");
+    log(LogLevel::Error, "Unable to convert a CFNumberRef to an int while getting manual proxy settings! (2)");
     return false;
   }
   return true;
@@ -252,11 +253,11 @@ bool ProxySettingHelper::getAutoDetectedProxy(std::string serviceUuid, int& enab
   if (settings == nullptr) return false;
   enabled = 0;
   if (!CFDictionaryContainsKey(settings, kHttpEnabled)) {
-    log(5, "The HTTPEnabled setting wasn't found in our proxy configuration settings!  Returning "
-           "that 'auto detected' proxy is disabled!");
+    log(LogLevel::Progress, "The HTTPEnabled setting wasn't found in our proxy configuration settings!  Returning "
+                            "that 'auto detected' proxy is disabled!");
   } else if (!readInt(settings, kAutoDiscoveryEnable, enabled)) {
-    log(5, "The auto-detected proxy setting wasn't found in the configuration.  Returning that it "
-           "is disabled.");
+    log(LogLevel::Progress, "The auto-detected proxy setting wasn't found in the configuration.  Returning that it "
+                            "is disabled.");
   }
   return true;
 }
@@ -267,18 +268,18 @@ bool ProxySettingHelper::getAutomaticProxyUrl(std::string serviceUuid, int& enab
   if (settings == nullptr) return false;
   enabled = 0;
   if (!CFDictionaryContainsKey(settings, kHttpEnabled)) {
-    log(5, "The HTTPEnabled setting wasn't found in our proxy configuration settings!  Returning "
-           "that 'auto config by URL' proxy is disabled!");
+    log(LogLevel::Progress, "The HTTPEnabled setting wasn't found in our proxy configuration settings!  Returning "
+                            "that 'auto config by URL' proxy is disabled!");
     return true;
   }
   if (!readInt(settings, kAutoConfigEnable, enabled)) {
-    log(5, "The auto-config by URL proxy setting wasn't found in the configuration.  Returning "
-           "that it is disabled.");
+    log(LogLevel::Progress, "The auto-config by URL proxy setting wasn't found in the configuration.  Returning "
+                            "that it is disabled.");
     return true;
   }
   CFTypeRef text = CFDictionaryGetValue(settings, kAutoConfigUrl);
-  if (text == nullptr || CFGetTypeID(text) != CFStringGetTypeID()) {
-    log(4, "The ProxyAutoConfigURLString value wasn't found in our proxy configuration settings!");
+  if (cfCast<CFStringRef>(text) == nullptr) {
+    log(LogLevel::Error, "The ProxyAutoConfigURLString value wasn't found in our proxy configuration settings!");
     return false;
   }
   url = MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(text));

@@ -3,7 +3,8 @@
 #include <memory>
 #include <new>
 
-#include "LogLine.h"
+#include "CFCast.h"
+#include "Logger.h"
 #include "MacStringUtils.h"
 #include "SysConfigPreferencesHelper.h"
 #include "SystemConfigPrefsBase.h"
@@ -22,38 +23,38 @@ SysConfigDynamicStorePreferencesHelper::SysConfigDynamicStorePreferencesHelper(L
   store.reset(SCDynamicStoreCreate(kCFAllocatorDefault, CFSTR("XPC"), nullptr, nullptr),
               RefPolicy::Adopt);
   if (!store) {
-    log(4, "Unable to open the dynamic system configuration provider!");
-    log(4, "   Mac Error String : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to open the dynamic system configuration provider!");
+    log(LogLevel::Error, "   Mac Error String : " + errorUtils.getLastCFError());
   }
 }
 
-void SysConfigDynamicStorePreferencesHelper::log(unsigned char level, const std::string& text) {
+void SysConfigDynamicStorePreferencesHelper::log(LogLevel level, const std::string& text) {
   logLine(logger, level, text);
 }
 
 CFDictionaryRef SysConfigDynamicStorePreferencesHelper::getDictionaryFromDynamicStoreByPath(
     std::string key) {
   if (key.empty()) {
-    log(4, "The request passed to get information from the dynamic system configuration store "
-           "was invalid!");
+    log(LogLevel::Error, "The request passed to get information from the dynamic system configuration store "
+                         "was invalid!");
     return nullptr;
   }
   if (!store) {
-    log(4, "Unable to request data from the dynamic configuration provider!  The handle is NULL!");
+    log(LogLevel::Error, "Unable to request data from the dynamic configuration provider!  The handle is NULL!");
     return nullptr;
   }
   CFRef<CFStringRef> cfKey(MacStringUtils::stdStringToCfStringRef(key), RefPolicy::Adopt);
   CFRef<CFPropertyListRef> value(cfKey ? SCDynamicStoreCopyValue(store.get(), cfKey.get()) : nullptr,
                                  RefPolicy::Adopt);
   if (!value) {
-    log(4, "Unable to get the requested path from the dynamic system configuration provider!");
-    log(4, "   Mac Error String : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to get the requested path from the dynamic system configuration provider!");
+    log(LogLevel::Error, "   Mac Error String : " + errorUtils.getLastCFError());
     return nullptr;
   }
-  if (CFGetTypeID(value.get()) != CFDictionaryGetTypeID()) {
+  if (cfCast<CFDictionaryRef>(value.get()) == nullptr) {
     // This wording serves every type.
-    log(4, "Value requested from the dynamic system configuration provider was not what was "
-           "expected while trying to get a boolean value!");
+    log(LogLevel::Error, "Value requested from the dynamic system configuration provider was not what was "
+                         "expected while trying to get a boolean value!");
     return nullptr;
   }
   return static_cast<CFDictionaryRef>(value.release());
@@ -72,19 +73,19 @@ CFRef<CFDictionaryRef> SysConfigDynamicStorePreferencesHelper::lookUp(const std:
 std::string SysConfigDynamicStorePreferencesHelper::getStringFromDynamicStore(std::string key,
                                                                               std::string field) {
   if (key.empty() || field.empty()) {
-    log(4, "One of the values passed to get a string from the dynamic system configuration store "
-           "was empty!");
+    log(LogLevel::Error, "One of the values passed to get a string from the dynamic system configuration store "
+                         "was empty!");
     return "";
   }
   CFTypeRef value = nullptr;
   CFRef<CFDictionaryRef> dictionary = lookUp(key, field, value);
   if (!dictionary) return "";
   if (value == nullptr) {
-    log(4, "The desired string was not returned from the dynamic system configuration provider!");
+    log(LogLevel::Error, "The desired string was not returned from the dynamic system configuration provider!");
     return "";
   }
-  if (CFGetTypeID(value) != CFStringGetTypeID()) {
-    log(4, "Value requested from the dynamic system configuration provider was not a string!");
+  if (cfCast<CFStringRef>(value) == nullptr) {
+    log(LogLevel::Error, "Value requested from the dynamic system configuration provider was not a string!");
     return "";
   }
   return MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(value));
@@ -94,15 +95,15 @@ bool SysConfigDynamicStorePreferencesHelper::getBoolFromDynamicStore(std::string
                                                                      std::string field,
                                                                      bool& result) {
   if (key.empty() || field.empty()) {
-    log(4, "One of the values passed to get a bool from the dynamic system configuration store "
-           "was empty!");
+    log(LogLevel::Error, "One of the values passed to get a bool from the dynamic system configuration store "
+                         "was empty!");
     return false;
   }
   CFTypeRef value = nullptr;
   CFRef<CFDictionaryRef> dictionary = lookUp(key, field, value);
   if (!dictionary) return false;
-  if (value == nullptr || CFGetTypeID(value) != CFBooleanGetTypeID()) {
-    log(4, "Value requested from the dynamic system configuration provider was not a boolean!");
+  if (cfCast<CFBooleanRef>(value) == nullptr) {
+    log(LogLevel::Error, "Value requested from the dynamic system configuration provider was not a boolean!");
     return false;
   }
   result = CFBooleanGetValue(static_cast<CFBooleanRef>(value));
@@ -112,29 +113,29 @@ bool SysConfigDynamicStorePreferencesHelper::getBoolFromDynamicStore(std::string
 std::string SysConfigDynamicStorePreferencesHelper::getIpAddressFromDynamicStore(
     std::string key, std::string field) {
   if (key.empty() || field.empty()) {
-    log(4, "One of the values passed to get an IP address from the dynamic system configuration "
-           "store was empty!");
+    log(LogLevel::Error, "One of the values passed to get an IP address from the dynamic system configuration "
+                         "store was empty!");
     return "";
   }
   CFTypeRef value = nullptr;
   CFRef<CFDictionaryRef> dictionary = lookUp(key, field, value);
   if (!dictionary) return "";
   if (value == nullptr) {
-    log(4, "The key used to request an IP address resulted in a NULL value.");
+    log(LogLevel::Error, "The key used to request an IP address resulted in a NULL value.");
     return "";
   }
-  if (CFGetTypeID(value) != CFArrayGetTypeID()) {
-    log(4, "Value requested from the dynamic system configuration provider was not an array!");
+  if (cfCast<CFArrayRef>(value) == nullptr) {
+    log(LogLevel::Error, "Value requested from the dynamic system configuration provider was not an array!");
     return "";
   }
   auto addresses = static_cast<CFArrayRef>(value);
   if (CFArrayGetCount(addresses) == 0) {
-    log(4, "No IP address was found for the interface.");
+    log(LogLevel::Error, "No IP address was found for the interface.");
     return "";
   }
   CFTypeRef first = CFArrayGetValueAtIndex(addresses, 0);
-  if (first == nullptr || CFGetTypeID(first) != CFStringGetTypeID()) {
-    log(4, "No IP address was found for the interface.");
+  if (cfCast<CFStringRef>(first) == nullptr) {
+    log(LogLevel::Error, "No IP address was found for the interface.");
     return "";
   }
   return MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(first));
@@ -145,24 +146,24 @@ bool SysConfigDynamicStorePreferencesHelper::requestDhcpRenew(std::string interf
   CFRef<SCNetworkInterfaceRef> interface(preferences.getNetworkInterfaceRef(interfaceName),
                                          RefPolicy::Adopt);
   if (!interface) {
-    log(4, "Unable to get an interface reference while attempting to release/renew a DHCP "
-           "address!");
+    log(LogLevel::Error, "Unable to get an interface reference while attempting to release/renew a DHCP "
+                         "address!");
     return false;
   }
   if (!SCNetworkInterfaceForceConfigurationRefresh(interface.get())) {
-    log(4, "Unable to request a DHCP release/renew on interface '" + interfaceName + "'!");
-    log(4, "    Error : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to request a DHCP release/renew on interface '" + interfaceName + "'!");
+    log(LogLevel::Error, "    Error : " + errorUtils.getLastCFError());
     return false;
   }
-  log(5, "The interface '" + interfaceName + "' was issued a DHCP release/renew request!");
+  log(LogLevel::Progress, "The interface '" + interfaceName + "' was issued a DHCP release/renew request!");
   return true;
 }
 
 std::string SysConfigDynamicStorePreferencesHelper::getNetworkServiceId(
     std::string userDefinedName) {
   if (userDefinedName.empty()) {
-    log(4, "No user defined name provided while trying to contact the system configuration "
-           "provider!");
+    log(LogLevel::Error, "No user defined name provided while trying to contact the system configuration "
+                         "provider!");
     return "";
   }
   CFRef<CFArrayRef> keys(
@@ -170,14 +171,14 @@ std::string SysConfigDynamicStorePreferencesHelper::getNetworkServiceId(
             : nullptr,
       RefPolicy::Adopt);
   if (!keys) {
-    log(4, "Unable to get UUID information from the dynamic system configuration provider!");
+    log(LogLevel::Error, "Unable to get UUID information from the dynamic system configuration provider!");
     return "";
   }
   // A failed allocation is a refusal, not the end of the daemon.
   CFIndex count = CFArrayGetCount(keys.get());
   std::unique_ptr<std::string[]> ids(new (std::nothrow) std::string[static_cast<size_t>(count)]);
   if (!ids) {
-    log(4, "Unable to to allocate memory for the UUID list!");
+    log(LogLevel::Error, "Unable to to allocate memory for the UUID list!");
     return "";
   }
   for (CFIndex i = 0; i < count; ++i) {
@@ -192,14 +193,14 @@ std::string SysConfigDynamicStorePreferencesHelper::getNetworkServiceId(
     std::string name;
     if (!preferences.getStringFromConfigPath("/NetworkServices/" + id + "/Interface",
                                              "UserDefinedName", name)) {
-      log(4, "Failed to get interface data for interface with a UUID of '" + id +
-                 "'.  An interface may be missing from our list.");
+      log(LogLevel::Error, "Failed to get interface data for interface with a UUID of '" + id +
+                           "'.  An interface may be missing from our list.");
       continue;
     }
-    log(5, "temp = " + name);
-    log(5, "User defined name = " + userDefinedName);
+    log(LogLevel::Progress, "temp = " + name);
+    log(LogLevel::Progress, "User defined name = " + userDefinedName);
     if (name == userDefinedName) {
-      log(5, "Found interface '" + userDefinedName + "' at service ID '" + id + "'.");
+      log(LogLevel::Progress, "Found interface '" + userDefinedName + "' at service ID '" + id + "'.");
       return id;
     }
   }

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "LogSink.h"
 #include "CFRef.h"
 #include "ErrorUtils.h"
 
@@ -37,7 +38,7 @@ class SysConfigDynamicStorePreferencesHelper {
   // entry under `field` (null when absent).
   CFRef<CFDictionaryRef> lookUp(const std::string& key, const std::string& field,
                                 CFTypeRef& value);
-  void log(unsigned char level, const std::string& text);
+  void log(LogLevel level, const std::string& text);
 
   Logger* logger;
   ErrorUtils errorUtils;

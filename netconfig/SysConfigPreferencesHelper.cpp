@@ -2,6 +2,8 @@
 
 #include <arpa/inet.h>
 
+#include "CFCast.h"
+#include "Logger.h"
 #include "MacStringUtils.h"
 #include "PlistManipulator.h"
 
@@ -12,23 +14,23 @@ SysConfigPreferencesHelper::SysConfigPreferencesHelper(Logger* logger, bool read
 
 CFDictionaryRef SysConfigPreferencesHelper::getPrefsFromPath(std::string path) {
   if (path.empty()) {
-    log(4, "The value passed to get information from the configuration provider was empty!");
+    log(LogLevel::Error, "The value passed to get information from the configuration provider was empty!");
     return nullptr;
   }
-  log(5, "Getting dictionary at path : " + path);
+  log(LogLevel::Progress, "Getting dictionary at path : " + path);
   CFRef<SCPreferencesRef> reader(SCPreferencesCreate(kCFAllocatorDefault, CFSTR("XPC"), nullptr),
                                  RefPolicy::Adopt);
   if (!reader) {
-    log(4, "Unable to open the configuration information provider!");
-    log(4, "   Mac Error String : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to open the configuration information provider!");
+    log(LogLevel::Error, "   Mac Error String : " + errorUtils.getLastCFError());
     return nullptr;
   }
   CFRef<CFStringRef> cfPath(MacStringUtils::stdStringToCfStringRef(path), RefPolicy::Adopt);
   CFDictionaryRef value =
       cfPath ? SCPreferencesPathGetValue(reader.get(), cfPath.get()) : nullptr;
-  if (value == nullptr || CFGetTypeID(value) != CFDictionaryGetTypeID()) {
-    log(4, "Didn't get the type of information back that we expected from the configuration "
-           "information provider!");
+  if (cfCast<CFDictionaryRef>(value) == nullptr) {
+    log(LogLevel::Error, "Didn't get the type of information back that we expected from the configuration "
+                         "information provider!");
     return nullptr;
   }
   // Outlives the session it came from.
@@ -38,24 +40,24 @@ CFDictionaryRef SysConfigPreferencesHelper::getPrefsFromPath(std::string path) {
 bool SysConfigPreferencesHelper::getStringFromConfigPath(std::string path, std::string key,
                                                          std::string& value) {
   if (path.empty() || key.empty()) {
-    log(4, "One of the values passed to get a string from the system configuration store was "
-           "empty!");
+    log(LogLevel::Error, "One of the values passed to get a string from the system configuration store was "
+                         "empty!");
     return false;
   }
   syncPreferences();
   CFRef<CFDictionaryRef> dictionary(getPrefsFromPath(path), RefPolicy::Adopt);
   if (!dictionary) {
-    log(4, "Unable to get the requested value from the configuration provider!");
+    log(LogLevel::Error, "Unable to get the requested value from the configuration provider!");
     return false;
   }
   CFRef<CFStringRef> cfKey(MacStringUtils::stdStringToCfStringRef(key), RefPolicy::Adopt);
   CFTypeRef found = cfKey ? CFDictionaryGetValue(dictionary.get(), cfKey.get()) : nullptr;
   if (found == nullptr) {
-    log(4, "The requested object was not found!");
+    log(LogLevel::Error, "The requested object was not found!");
     return false;
   }
-  if (CFGetTypeID(found) != CFStringGetTypeID()) {
-    log(4, "Configuration query returned a value that was not a string!");
+  if (cfCast<CFStringRef>(found) == nullptr) {
+    log(LogLevel::Error, "Configuration query returned a value that was not a string!");
     return false;
   }
   value = MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(found));
@@ -66,11 +68,11 @@ bool SysConfigPreferencesHelper::getIntFromConfigPath(std::string path, std::str
                                                       int& value, bool expected) {
   if (path.empty() || key.empty()) {
     // The string wording serves the integer reader too.
-    log(4, "One of the values passed to get a string from the system configuration store was "
-           "empty!");
+    log(LogLevel::Error, "One of the values passed to get a string from the system configuration store was "
+                         "empty!");
     return false;
   }
-  const unsigned char missingLevel = expected ? 4 : 5;
+  const LogLevel missingLevel = expected ? LogLevel::Error : LogLevel::Progress;
   syncPreferences();
   CFRef<CFDictionaryRef> dictionary(getPrefsFromPath(path), RefPolicy::Adopt);
   if (!dictionary) {
@@ -87,9 +89,9 @@ bool SysConfigPreferencesHelper::getIntFromConfigPath(std::string path, std::str
     log(missingLevel, "Desired value was not found!");
     return false;
   }
-  if (CFGetTypeID(found) != CFNumberGetTypeID() ||
+  if (cfCast<CFNumberRef>(found) == nullptr ||
       !CFNumberGetValue(static_cast<CFNumberRef>(found), kCFNumberIntType, &value)) {
-    log(4, "Value returned from configuration query was not an integer value!");
+    log(LogLevel::Error, "Value returned from configuration query was not an integer value!");
     return false;
   }
   return true;
@@ -97,73 +99,73 @@ bool SysConfigPreferencesHelper::getIntFromConfigPath(std::string path, std::str
 
 bool SysConfigPreferencesHelper::setIntToConfigPath(std::string path, std::string key, int value) {
   if (path.empty() || key.empty()) {
-    log(4, "The values passed to get information from the configuration provider was empty!");
+    log(LogLevel::Error, "The values passed to get information from the configuration provider was empty!");
     return false;
   }
-  log(5, "Path : " + path);
-  log(5, "Key : " + key);
+  log(LogLevel::Progress, "Path : " + path);
+  log(LogLevel::Progress, "Key : " + key);
 
   int current = 0;
   bool exists = getIntFromConfigPath(path, key, current, false);
   if (exists) {
-    log(5, "Current value is : " + std::to_string(current));
+    log(LogLevel::Progress, "Current value is : " + std::to_string(current));
   } else {
-    log(5, "Setting doesn't currently exist.  Will use the 'add' call instead of the 'set' call.");
+    log(LogLevel::Progress, "Setting doesn't currently exist.  Will use the 'add' call instead of the 'set' call.");
   }
 
   PlistManipulator replacement(logger);
   if (!replacement.createNewPlist() || !replacement.setValue(key, value)) return false;
   CFRef<CFStringRef> cfPath(MacStringUtils::stdStringToCfStringRef(path), RefPolicy::Adopt);
   if (!cfPath) {
-    log(4, "Unable to convert the path to a CFStringRef while updating an int!");
+    log(LogLevel::Error, "Unable to convert the path to a CFStringRef while updating an int!");
     return false;
   }
 
   if (!SCPreferencesLock(preferences.get(), true)) {
-    log(4, "Failed to lock the settings data while updating an int!");
+    log(LogLevel::Error, "Failed to lock the settings data while updating an int!");
     return false;
   }
   // The path is the preferences key of these calls, so the one-key
   // dictionary replaces whatever was stored under it.
   bool written = false;
   if (!exists) {
-    log(5, "Adding new value...");
+    log(LogLevel::Progress, "Adding new value...");
     written = SCPreferencesAddValue(preferences.get(), cfPath.get(), replacement.getDictionary());
     if (!written && SCError() == kSCStatusKeyExists) {
-      log(5, "Error indicated the setting already exists.  Trying the 'set' call instead.");
+      log(LogLevel::Progress, "Error indicated the setting already exists.  Trying the 'set' call instead.");
       written = SCPreferencesSetValue(preferences.get(), cfPath.get(), replacement.getDictionary());
     } else if (!written) {
-      log(4, "Unable to add a new configuration setting to our configuration!");
+      log(LogLevel::Error, "Unable to add a new configuration setting to our configuration!");
     }
   } else {
-    log(5, "Setting new value...");
+    log(LogLevel::Progress, "Setting new value...");
     written = SCPreferencesSetValue(preferences.get(), cfPath.get(), replacement.getDictionary());
-    if (!written) log(4, "Unable to set the integer value for our configuration setting!");
+    if (!written) log(LogLevel::Error, "Unable to set the integer value for our configuration setting!");
   }
   // The write's own error, before unlocking replaces it.
   CFRef<CFErrorRef> writeError(written ? nullptr : SCCopyLastError(), RefPolicy::Adopt);
-  if (!SCPreferencesUnlock(preferences.get())) log(4, "Failed to unlock the settings database!");
+  if (!SCPreferencesUnlock(preferences.get())) log(LogLevel::Error, "Failed to unlock the settings database!");
 
   if (!written) {
-    log(4, "Unable to write int value to our configuration!  Error : " +
+    log(LogLevel::Error, "Unable to write int value to our configuration!  Error : " +
                errorUtils.getCFErrorString(writeError.get()));
     return false;
   }
-  log(5, "Wrote the value..  Committing it.");
+  log(LogLevel::Progress, "Wrote the value..  Committing it.");
   return commitChanges();
 }
 
 bool SysConfigPreferencesHelper::deleteKeyAtConfigPath(std::string path, std::string key) {
   if (path.empty() || key.empty()) {
-    log(4, "The values passed to get information from the configuration provider was empty while "
-           "trying to delete a setting!");
+    log(LogLevel::Error, "The values passed to get information from the configuration provider was empty while "
+                         "trying to delete a setting!");
     return false;
   }
   std::string fullKey = path + "/" + key;
-  log(5, "Full path to key to be deleted : " + fullKey);
+  log(LogLevel::Progress, "Full path to key to be deleted : " + fullKey);
   CFRef<CFStringRef> cfKey(MacStringUtils::stdStringToCfStringRef(fullKey), RefPolicy::Adopt);
   if (!cfKey || !SCPreferencesRemoveValue(preferences.get(), cfKey.get())) {
-    log(4, "Unable to remove a configuration setting!  Error : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to remove a configuration setting!  Error : " + errorUtils.getLastCFError());
     return false;
   }
   return true;

@@ -1,6 +1,6 @@
 #include "SystemConfigPrefsBase.h"
 
-#include "LogLine.h"
+#include "Logger.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -8,16 +8,16 @@ namespace xpc {
 SystemConfigPrefsBase::SystemConfigPrefsBase(Logger* logger, bool readOnly)
     : errorUtils(logger), logger(logger), readOnly(readOnly) {
   if (readOnly) {
-    log(5, "Getting read-only handle to the settings.");
+    log(LogLevel::Progress, "Getting read-only handle to the settings.");
     preferences.reset(SCPreferencesCreate(kCFAllocatorDefault, CFSTR("XPC"), nullptr),
                       RefPolicy::Adopt);
   } else {
-    log(5, "Getting read-write handle to the settings.");
+    log(LogLevel::Progress, "Getting read-write handle to the settings.");
     AuthorizationRef created = nullptr;
     OSStatus status = AuthorizationCreate(
         nullptr, nullptr, kAuthorizationFlagExtendRights | kAuthorizationFlagPreAuthorize, &created);
     if (status != errAuthorizationSuccess) {
-      log(4, "Unable to obtain authorization to install our helper app!");
+      log(LogLevel::Error, "Unable to obtain authorization to install our helper app!");
       return;
     }
     authorization = created;
@@ -26,8 +26,8 @@ SystemConfigPrefsBase::SystemConfigPrefsBase(Logger* logger, bool readOnly)
                       RefPolicy::Adopt);
   }
   if (!preferences) {
-    log(4, "Unable to open the configuration information provider!");
-    log(4, "   Mac Error String : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to open the configuration information provider!");
+    log(LogLevel::Error, "   Mac Error String : " + errorUtils.getLastCFError());
   }
 }
 
@@ -37,26 +37,26 @@ SystemConfigPrefsBase::~SystemConfigPrefsBase() {
   // Default flags: rights granted to the authorization stay granted.
   if (authorization != nullptr &&
       AuthorizationFree(authorization, kAuthorizationFlagDefaults) != errAuthorizationSuccess) {
-    log(4, "Unable to release the authorization reference!!");
+    log(LogLevel::Error, "Unable to release the authorization reference!!");
   }
 }
 
-void SystemConfigPrefsBase::log(unsigned char level, const std::string& text) {
+void SystemConfigPrefsBase::log(LogLevel level, const std::string& text) {
   logLine(logger, level, text);
 }
 
 bool SystemConfigPrefsBase::checkState(bool intentToWrite) {
   if (!preferences) {
-    log(4, "No setting handle is available while trying to read system settings!");
+    log(LogLevel::Error, "No setting handle is available while trying to read system settings!");
     return false;
   }
   if (!intentToWrite) return true;
   if (readOnly) {
-    log(4, "The system configuration preferences object was allocated as read-only, but signaled "
-           "an intent to write!");
+    log(LogLevel::Error, "The system configuration preferences object was allocated as read-only, but signaled "
+                         "an intent to write!");
   }
   if (authorization != nullptr) return true;
-  log(4, "No authorization available to write system settings!");
+  log(LogLevel::Error, "No authorization available to write system settings!");
   return false;
 }
 
@@ -73,23 +73,23 @@ bool SystemConfigPrefsBase::acquireProtocolHandle(std::string serviceUuid,
   if (protocol && typeText == boundProtocolType && serviceUuid == boundServiceUuid) return true;
 
   destroyProtocolReference();
-  log(5, "Creating a new P-ref.");
+  log(LogLevel::Progress, "Creating a new P-ref.");
   boundProtocolType = typeText;
   CFRef<CFStringRef> uuid(MacStringUtils::stdStringToCfStringRef(serviceUuid), RefPolicy::Adopt);
   if (!uuid) {
-    log(4, "Unable to convert our UUID to a CFStringRef!");
+    log(LogLevel::Error, "Unable to convert our UUID to a CFStringRef!");
     return false;
   }
   CFRef<SCNetworkServiceRef> service(SCNetworkServiceCopy(preferences.get(), uuid.get()),
                                      RefPolicy::Adopt);
   if (!service) {
-    log(4, "Unable to get access to the interface specified by the UUID '" + serviceUuid + "'!");
+    log(LogLevel::Error, "Unable to get access to the interface specified by the UUID '" + serviceUuid + "'!");
     return false;
   }
   boundServiceUuid = serviceUuid;
   protocol.reset(SCNetworkServiceCopyProtocol(service.get(), protocolType), RefPolicy::Adopt);
   if (!protocol) {
-    log(4, "Unable to get a reference to the desired settings!");
+    log(LogLevel::Error, "Unable to get a reference to the desired settings!");
     return false;
   }
   return true;
@@ -97,7 +97,7 @@ bool SystemConfigPrefsBase::acquireProtocolHandle(std::string serviceUuid,
 
 void SystemConfigPrefsBase::destroyProtocolReference() {
   if (protocol) {
-    log(5, "Destroying protocol handle reference.");
+    log(LogLevel::Progress, "Destroying protocol handle reference.");
     protocol.reset();
   }
   boundServiceUuid.clear();
@@ -105,18 +105,18 @@ void SystemConfigPrefsBase::destroyProtocolReference() {
 }
 
 bool SystemConfigPrefsBase::getProtocolSettings(CFDictionaryRef* outDictionary) {
-  log(5, "Getting settings...");
+  log(LogLevel::Progress, "Getting settings...");
   if (!checkState(false)) return false;
   if (!protocol) {
-    log(4, "No configuration settings reference is available while trying to get protocol "
-           "information!");
+    log(LogLevel::Error, "No configuration settings reference is available while trying to get protocol "
+                         "information!");
     return false;
   }
-  log(5, "Synchronizing settings...");
+  log(LogLevel::Progress, "Synchronizing settings...");
   SCPreferencesSynchronize(preferences.get());
   CFDictionaryRef configuration = SCNetworkProtocolGetConfiguration(protocol.get());
   if (configuration == nullptr) {
-    log(4, "Unable to get the protocol configuration settings!");
+    log(LogLevel::Error, "Unable to get the protocol configuration settings!");
     return false;
   }
   *outDictionary = configuration;
@@ -125,54 +125,54 @@ bool SystemConfigPrefsBase::getProtocolSettings(CFDictionaryRef* outDictionary) 
 
 void SystemConfigPrefsBase::unlockPreferences() {
   if (!SCPreferencesUnlock(preferences.get())) {
-    log(4, "Failed to release the write lock on the configuration settings!");
-    log(4, "Error string is : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Failed to release the write lock on the configuration settings!");
+    log(LogLevel::Error, "Error string is : " + errorUtils.getLastCFError());
   }
 }
 
 bool SystemConfigPrefsBase::writeNewConfiguration(CFDictionaryRef newConfiguration) {
   if (!protocol) {
-    log(4, "No protocol reference available while trying to write a setting configuration!");
+    log(LogLevel::Error, "No protocol reference available while trying to write a setting configuration!");
     return false;
   }
   if (!SCPreferencesLock(preferences.get(), true)) {
-    log(4, "Unable to get a write lock for the configuration settings!");
-    log(4, "Error string is : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to get a write lock for the configuration settings!");
+    log(LogLevel::Error, "Error string is : " + errorUtils.getLastCFError());
     return false;
   }
   if (!SCNetworkProtocolSetConfiguration(protocol.get(), newConfiguration)) {
-    log(4, "Unable to write the configuration settings to the OS!");
-    log(4, "Error string is : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to write the configuration settings to the OS!");
+    log(LogLevel::Error, "Error string is : " + errorUtils.getLastCFError());
     unlockPreferences();
     return false;
   }
   if (!commitChanges()) {
-    log(4, "Unable to commit the changes to the permanent configuration!");
-    log(4, "Error string is : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to commit the changes to the permanent configuration!");
+    log(LogLevel::Error, "Error string is : " + errorUtils.getLastCFError());
     unlockPreferences();
     return false;
   }
   unlockPreferences();
-  log(5, "Setting configuration has been written and saved!");
+  log(LogLevel::Progress, "Setting configuration has been written and saved!");
   return true;
 }
 
 bool SystemConfigPrefsBase::commitChanges() {
   if (!SCPreferencesCommitChanges(preferences.get())) {
-    log(4, "Unable to commit our configuration changes!  Error : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to commit our configuration changes!  Error : " + errorUtils.getLastCFError());
     return false;
   }
-  log(5, "Committed value!");
-  log(5, "Committed setting changes.  Attempting to apply them.");
+  log(LogLevel::Progress, "Committed value!");
+  log(LogLevel::Progress, "Committed setting changes.  Attempting to apply them.");
   return applyChanges();
 }
 
 bool SystemConfigPrefsBase::applyChanges() {
   if (!SCPreferencesApplyChanges(preferences.get())) {
-    log(4, "Unable to activate setting changes.  Error : " + errorUtils.getLastCFError());
+    log(LogLevel::Error, "Unable to activate setting changes.  Error : " + errorUtils.getLastCFError());
     return false;
   }
-  log(1, "Setting changes have been made active.");
+  log(LogLevel::Outcome, "Setting changes have been made active.");
   SCPreferencesSynchronize(preferences.get());
   return true;
 }
@@ -182,49 +182,49 @@ void SystemConfigPrefsBase::syncPreferences() { SCPreferencesSynchronize(prefere
 bool SystemConfigPrefsBase::isProtocolEnabled(bool& enabled) {
   if (!checkState(false)) return false;
   if (!protocol) {
-    log(4, "No setting configuration reference is available while trying to determine if a "
-           "protocol is enabled!");
+    log(LogLevel::Error, "No setting configuration reference is available while trying to determine if a "
+                         "protocol is enabled!");
     return false;
   }
-  log(5, "Synchronizing settings...");
+  log(LogLevel::Progress, "Synchronizing settings...");
   SCPreferencesSynchronize(preferences.get());
   enabled = SCNetworkProtocolGetEnabled(protocol.get());
-  log(5, enabled ? "--> Desired protocol is enabled." : "--> Desired protocol is DISABLED!");
+  log(LogLevel::Progress, enabled ? "--> Desired protocol is enabled." : "--> Desired protocol is DISABLED!");
   return true;
 }
 
 bool SystemConfigPrefsBase::setProtocolEnabled(bool enable) {
   if (!checkState(true)) return false;
   if (!protocol) {
-    log(4, "No configuration settings reference was available while trying to change the state "
-           "of a protocol!");
+    log(LogLevel::Error, "No configuration settings reference was available while trying to change the state "
+                         "of a protocol!");
     return false;
   }
-  log(5, enable ? "--> Enabling the requested protocol!" : "--> DISABLING the requested protocol!");
+  log(LogLevel::Progress, enable ? "--> Enabling the requested protocol!" : "--> DISABLING the requested protocol!");
   if (!SCNetworkProtocolSetEnabled(protocol.get(), enable)) {
-    log(4, "Unable to enable the requested protocol!");
+    log(LogLevel::Error, "Unable to enable the requested protocol!");
     return false;
   }
   // No preferences lock on this path, unlike writeNewConfiguration.
   if (!commitChanges()) {
-    log(4, "Unable to save the changed configuration after setting protocol state!");
+    log(LogLevel::Error, "Unable to save the changed configuration after setting protocol state!");
     return false;
   }
-  log(5, "Configuration saved after changing the protocol state!");
+  log(LogLevel::Progress, "Configuration saved after changing the protocol state!");
   return true;
 }
 
 SCNetworkInterfaceRef SystemConfigPrefsBase::getNetworkInterfaceRef(std::string bsdName) {
   CFRef<SCNetworkSetRef> set(SCNetworkSetCopyCurrent(preferences.get()), RefPolicy::Adopt);
   if (!set) {
-    log(4, "Unable to get the current network set while attempting to get a network interface "
-           "reference!");
+    log(LogLevel::Error, "Unable to get the current network set while attempting to get a network interface "
+                         "reference!");
     return nullptr;
   }
   CFRef<CFArrayRef> services(SCNetworkSetCopyServices(set.get()), RefPolicy::Adopt);
   if (!services) {
-    log(4, "Unable to get the interface services array while attempting to get a network "
-           "interface reference!");
+    log(LogLevel::Error, "Unable to get the interface services array while attempting to get a network "
+                         "interface reference!");
     return nullptr;
   }
   for (CFIndex i = 0; i < CFArrayGetCount(services.get()); ++i) {
@@ -233,17 +233,17 @@ SCNetworkInterfaceRef SystemConfigPrefsBase::getNetworkInterfaceRef(std::string 
     if (interface == nullptr) continue;
     CFStringRef name = SCNetworkInterfaceGetBSDName(interface);
     if (name == nullptr || MacStringUtils::cfStringRefToStdString(name) != bsdName) continue;
-    log(5, "Found matching interface ref for interface name '" + bsdName + "'.");
+    log(LogLevel::Progress, "Found matching interface ref for interface name '" + bsdName + "'.");
     return static_cast<SCNetworkInterfaceRef>(const_cast<void*>(CFRetain(interface)));
   }
-  log(4, "Unable to find an interface reference for the interface '" + bsdName + "'!");
+  log(LogLevel::Error, "Unable to find an interface reference for the interface '" + bsdName + "'!");
   return nullptr;
 }
 
 void SystemConfigPrefsBase::debugLogDictionary(std::string label, CFDictionaryRef dictionary) {
   CFRef<CFStringRef> description(dictionary != nullptr ? CFCopyDescription(dictionary) : nullptr,
                                  RefPolicy::Adopt);
-  log(6, label + MacStringUtils::cfStringRefToStdString(description.get()));
+  log(LogLevel::Detail, label + MacStringUtils::cfStringRefToStdString(description.get()));
 }
 
 }  // namespace xpc

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "LogSink.h"
 #include "CFRef.h"
 #include "ErrorUtils.h"
 
@@ -53,7 +54,7 @@ class SystemConfigPrefsBase {
   void debugLogDictionary(std::string label, CFDictionaryRef dictionary);
 
  protected:
-  void log(unsigned char level, const std::string& text);
+  void log(LogLevel level, const std::string& text);
   // Unlocks after a write; a failure is logged and otherwise ignored.
   void unlockPreferences();
 

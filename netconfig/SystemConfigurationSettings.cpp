@@ -2,15 +2,13 @@
 
 #include <cstdlib>
 
-#include "LogLine.h"
+#include "CFCast.h"
+#include "Logger.h"
 #include "NetworkLocationHelper.h"
 #include "PlistManipulator.h"
-#include "StringTools.h"
 
 struct SystemConfigurationSettings::LocationCommand {
-  const char* word;
   bool (xpc::NetworkLocationHelper::*operation)(std::string);
-  const char* noMessageText;
   const char* invalidText;
   // Each is followed by the location's name and "'." or "'!".
   const char* progressText;
@@ -22,21 +20,6 @@ namespace {
 const char kSoftwareUpdatePlist[] = "/Library/Preferences/com.apple.SoftwareUpdate.plist";
 const char kFirewallPlist[] = "/Library/Preferences/com.apple.alf.plist";
 
-const SystemConfigurationSettings::LocationCommand kLocationCommands[] = {
-    {"addnetworklocation", &xpc::NetworkLocationHelper::createNetworkLocation,
-     "No command object was provided while attempting to add a network location!",
-     "Invalid data provided while attempting to add a network location!",
-     "Creating network location '", "Unable to create the network location '"},
-    {"deletenetworklocation", &xpc::NetworkLocationHelper::deleteNetworkLocation,
-     "No command object was provided while attempting to delete a network location!",
-     "Invalid data provided while attempting to delete a network location!",
-     "Deleting network location '", "Unable to delete the network location '"},
-    {"changenetworklocation", &xpc::NetworkLocationHelper::setActiveNetworkLocation,
-     "No command object was provided while attempting to change the network location!",
-     "Invalid data provided while attempting to change the active network location!",
-     "Changing to network location '", "Unable to change to the network location '"},
-};
-
 // Loads a preference file into `file` and sets one key in it; false after
 // logging `loadFailure` (also for a file whose root is not a dictionary) or
 // `setFailure`.
@@ -44,12 +27,12 @@ template <typename Value>
 bool loadAndSet(Logger* logger, xpc::PlistManipulator& file, const char* path,
                 const char* loadFailure, const char* key, Value value, const char* setFailure) {
   if (!file.loadPlistFile(path) ||
-      CFGetTypeID(file.getPropertyList()) != CFDictionaryGetTypeID()) {
-    xpc::logLine(logger, 4, loadFailure);
+      xpc::cfCast<CFDictionaryRef>(file.getPropertyList()) == nullptr) {
+    xpc::logLine(logger, LogLevel::Error, loadFailure);
     return false;
   }
   if (!file.setValue(std::string(key), value)) {
-    xpc::logLine(logger, 4, setFailure);
+    xpc::logLine(logger, LogLevel::Error, setFailure);
     return false;
   }
   return true;
@@ -62,80 +45,84 @@ SystemConfigurationSettings::SystemConfigurationSettings(Logger* logger)
 
 xpc_object_t SystemConfigurationSettings::handleCommand(std::string command,
                                                         xpc_object_t message) {
-  if (noMessage(message,
-                "No command object was provided while attempting to handle system configuration "
-                "settings!")) {
-    return nullptr;
-  }
-  if (command.empty()) {
-    return createError(
-        message, "No command was provided while attempting to handle system configuration settings!");
-  }
-  std::string word = xpc::StringTools::stringToLower(command);
-  if (word == "changeupdatechecksettings") return changeUpdateCheckSettings(message);
-  if (word == "changefirewallstate") return changeFirewallState(message);
-  for (const LocationCommand& row : kLocationCommands) {
-    if (word == row.word) return changeNetworkLocations(message, row);
-  }
-  return nullptr;
+  using Self = SystemConfigurationSettings;
+  static const Command<Self> kCommands[] = {
+      {"changeupdatechecksettings", &Self::changeUpdateCheckSettings, {}},
+      {"changefirewallstate", &Self::changeFirewallState, {}},
+      {"addnetworklocation", &Self::addNetworkLocation, {}},
+      {"deletenetworklocation", &Self::deleteNetworkLocation, {}},
+      {"changenetworklocation", &Self::changeNetworkLocation, {}},
+  };
+  return dispatch(
+      command, message,
+      {"No command object was provided while attempting to handle system configuration settings!",
+       "No command was provided while attempting to handle system configuration settings!", false},
+      kCommands);
 }
 
-xpc_object_t SystemConfigurationSettings::changeUpdateCheckSettings(xpc_object_t message) {
-  if (noMessage(message,
-                "The command object was NULL while attempting to change update check settings!")) {
-    return nullptr;
-  }
-  bool enable = xpc_dictionary_get_bool(message, "Enable");
-  bool setFrequency = xpc_dictionary_get_bool(message, "SetFrequency");
-  int frequency = static_cast<int>(xpc_dictionary_get_int64(message, "Frequency"));
-
-  log(5, "Updating the enable/disable setting for software update checks.");
-  bool success = enableUpdateCheckSettings(enable);
-  if (success && setFrequency) {
-    log(5, "Updating the frequency that we check for updates!");
-    success = setUpdateCheckFrequency(frequency);
+xpc_object_t SystemConfigurationSettings::changeUpdateCheckSettings(const Request& request) {
+  log(LogLevel::Progress, "Updating the enable/disable setting for software update checks.");
+  bool success = enableUpdateCheckSettings(request.boolean("Enable"));
+  if (success && request.boolean("SetFrequency")) {
+    log(LogLevel::Progress, "Updating the frequency that we check for updates!");
+    success = setUpdateCheckFrequency(request.integer("Frequency"));
   }
   if (success) {
-    log(5, "Notifying the system of the configuration changes...");
+    log(LogLevel::Progress, "Notifying the system of the configuration changes...");
     // The files are written either way; the notice only hurries cfprefsd.
     hupCfPrefsd();
   }
-  return createSuccessOrFailure(message, success);
+  return createSuccessOrFailure(request.message, success);
 }
 
-xpc_object_t SystemConfigurationSettings::changeFirewallState(xpc_object_t message) {
-  if (noMessage(message,
-                "No command object was provided while attempting to change the state of the "
-                "firewall!")) {
-    return nullptr;
-  }
-  int state = getIntFromXpc(message, "Enabled");
-  log(5, "Updating the enable/disable setting for the firewall.");
-  bool success = setFirewallState(state);
+xpc_object_t SystemConfigurationSettings::changeFirewallState(const Request& request) {
+  log(LogLevel::Progress, "Updating the enable/disable setting for the firewall.");
+  bool success = setFirewallState(request.integer("Enabled"));
   if (success) {
-    log(5, "Notifying the system of the configuration changes...");
+    log(LogLevel::Progress, "Notifying the system of the configuration changes...");
     hupCfPrefsd();
   }
-  return createSuccessOrFailure(message, success);
+  return createSuccessOrFailure(request.message, success);
 }
 
-xpc_object_t SystemConfigurationSettings::changeNetworkLocations(xpc_object_t message,
+xpc_object_t SystemConfigurationSettings::addNetworkLocation(const Request& request) {
+  return changeNetworkLocations(
+      request, {&xpc::NetworkLocationHelper::createNetworkLocation,
+                "Invalid data provided while attempting to add a network location!",
+                "Creating network location '", "Unable to create the network location '"});
+}
+
+xpc_object_t SystemConfigurationSettings::deleteNetworkLocation(const Request& request) {
+  return changeNetworkLocations(
+      request, {&xpc::NetworkLocationHelper::deleteNetworkLocation,
+                "Invalid data provided while attempting to delete a network location!",
+                "Deleting network location '", "Unable to delete the network location '"});
+}
+
+xpc_object_t SystemConfigurationSettings::changeNetworkLocation(const Request& request) {
+  return changeNetworkLocations(
+      request, {&xpc::NetworkLocationHelper::setActiveNetworkLocation,
+                "Invalid data provided while attempting to change the active network location!",
+                "Changing to network location '", "Unable to change to the network location '"});
+}
+
+// The location's name is read after the helper opens the preferences, so a
+// refused name still shows that step in the log.
+xpc_object_t SystemConfigurationSettings::changeNetworkLocations(const Request& request,
                                                                  const LocationCommand& command) {
   xpc::NetworkLocationHelper locations(logger, false);
-  if (noMessage(message, command.noMessageText)) return nullptr;
-  std::string name = getLocation(message);
-  if (name.empty()) return createError(message, command.invalidText);
-  log(5, command.progressText + name + "'.");
+  std::string name = getLocation(request);
+  if (name.empty()) return createError(request.message, command.invalidText);
+  log(LogLevel::Progress, command.progressText + name + "'.");
   if (!(locations.*command.operation)(name)) {
-    return createError(message, command.failureText + name + "'!");
+    return createError(request.message, command.failureText + name + "'!");
   }
-  return createSuccessOrFailure(message, true);
+  return createSuccessOrFailure(request.message, true);
 }
 
-std::string SystemConfigurationSettings::getLocation(xpc_object_t message) {
-  if (noMessage(message, "No command object was provided in getLocation()!")) return "";
-  std::string name = getStringFromXpc(message, "Location");
-  if (name.empty()) log(4, "No location information provided in getLocation()!");
+std::string SystemConfigurationSettings::getLocation(const Request& request) {
+  std::string name = request.string("Location");
+  if (name.empty()) log(LogLevel::Error, "No location information provided in getLocation()!");
   return name;
 }
 
@@ -147,7 +134,7 @@ bool SystemConfigurationSettings::enableUpdateCheckSettings(bool enable) {
     return false;
   }
   bool written = settings.writePlistFile(kSoftwareUpdatePlist);
-  log(5, enable ? "Enabled the software update checks." : "Disabled the software update checks.");
+  log(LogLevel::Progress, enable ? "Enabled the software update checks." : "Disabled the software update checks.");
   return written;
 }
 
@@ -158,15 +145,15 @@ bool SystemConfigurationSettings::setUpdateCheckFrequency(int days) {
                   "Unable to update the setting for the software update check frequency.")) {
     return false;
   }
-  log(5, "Set software update frequency to : " + std::to_string(days) + " day(s).");
+  log(LogLevel::Progress, "Set software update frequency to : " + std::to_string(days) + " day(s).");
   return settings.writePlistFile(kSoftwareUpdatePlist);
 }
 
 bool SystemConfigurationSettings::setFirewallState(int state) {
   // Compared as unsigned so that negative states are refused too.
   if (static_cast<unsigned int>(state) > 1) {
-    log(4, "The value provided to setFirewallState() wasn't 1 or 0.  Cannot change the state of "
-           "the firewall!");
+    log(LogLevel::Error, "The value provided to setFirewallState() wasn't 1 or 0.  Cannot change the state of "
+                         "the firewall!");
     return false;
   }
   xpc::PlistManipulator settings(logger);
@@ -175,16 +162,16 @@ bool SystemConfigurationSettings::setFirewallState(int state) {
                   "Unable to update the setting to enable or disable the firewall!")) {
     return false;
   }
-  log(5, "Set firewall state to : " + std::to_string(state));
+  log(LogLevel::Progress, "Set firewall state to : " + std::to_string(state));
   return settings.writePlistFile(kFirewallPlist);
 }
 
 bool SystemConfigurationSettings::hupCfPrefsd() {
   int status = system("/usr/bin/killall -HUP cfprefsd");
   if (status == 0) return true;
-  log(4, "Unable to notify the system of the configuration changes.  Error : " +
+  log(LogLevel::Error, "Unable to notify the system of the configuration changes.  Error : " +
              std::to_string(status));
-  log(3, "NOTE : The change was a success, but it may take time before it is fully recognized by "
-         "the OS.");
+  log(LogLevel::Warning, "NOTE : The change was a success, but it may take time before it is fully recognized by "
+                         "the OS.");
   return false;
 }

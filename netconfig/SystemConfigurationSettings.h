@@ -22,15 +22,17 @@ class SystemConfigurationSettings : public CommandHandlerBase {
   // Tells cfprefsd to reread the preference files.
   bool hupCfPrefsd();
   // The "Location" argument, or "" after logging.
-  std::string getLocation(xpc_object_t message);
+  std::string getLocation(const Request& request);
 
-  // One row of the location commands: the word, the operation and its texts.
-  struct LocationCommand;
+  // One handler per command word.
+  xpc_object_t changeUpdateCheckSettings(const Request& request);
+  xpc_object_t changeFirewallState(const Request& request);
+  xpc_object_t addNetworkLocation(const Request& request);
+  xpc_object_t deleteNetworkLocation(const Request& request);
+  xpc_object_t changeNetworkLocation(const Request& request);
 
  private:
-  xpc_object_t changeUpdateCheckSettings(xpc_object_t message);
-  xpc_object_t changeFirewallState(xpc_object_t message);
-  // The pattern the three location commands share.
-  xpc_object_t changeNetworkLocations(xpc_object_t message, const LocationCommand& command);
-
+  // What the three location commands share: the operation and its texts.
+  struct LocationCommand;
+  xpc_object_t changeNetworkLocations(const Request& request, const LocationCommand& command);
 };

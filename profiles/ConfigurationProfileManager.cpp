@@ -3,7 +3,7 @@
 #include "CFCast.h"
 #include "DictionaryHelper.h"
 #include "ExecuteProgram.h"
-#include "LogLine.h"
+#include "Logger.h"
 #include "PlistManipulator.h"
 #include "ShellQuote.h"
 
@@ -23,11 +23,11 @@ bool useDictionary(xpc::DictionaryHelper& helper, const void* value) {
 bool switchDictionary(xpc::DictionaryHelper& helper, const void* value, Logger* logger, const char* clearFailure,
                       const char* setFailure) {
   if (helper.haveActiveDictionary() && !helper.clearActiveDictionary()) {
-    xpc::logLine(logger, 4, clearFailure);
+    xpc::logLine(logger, LogLevel::Error, clearFailure);
     return false;
   }
   if (!useDictionary(helper, value)) {
-    xpc::logLine(logger, 4, setFailure);
+    xpc::logLine(logger, LogLevel::Error, setFailure);
     return false;
   }
   return true;
@@ -39,18 +39,18 @@ ConfigurationProfileManager::ConfigurationProfileManager(Logger* logger) : logge
 
 bool ConfigurationProfileManager::loadProfiles(std::string path) {
   if (path.empty()) {
-    xpc::logLine(logger, 4, "Unable to load the configuration profile dump!  The path provided is empty!");
+    xpc::logLine(logger, LogLevel::Error, "Unable to load the configuration profile dump!  The path provided is empty!");
     return false;
   }
   xpc::PlistManipulator dump(logger);
   if (!dump.loadPlistFile(path)) {
-    xpc::logLine(logger, 4, "Failed to load the configuration profile dump data!");
+    xpc::logLine(logger, LogLevel::Error, "Failed to load the configuration profile dump data!");
     return false;
   }
   std::vector<std::string> owners;
   // A dump whose root is not a dictionary has no owners to list.
   if (xpc::cfCast<CFDictionaryRef>(dump.getPropertyList()) == nullptr || !dump.getAllKeys(owners)) {
-    xpc::logLine(logger, 4, "Unable to enumerate the key names for this dictionary!");
+    xpc::logLine(logger, LogLevel::Error, "Unable to enumerate the key names for this dictionary!");
     return false;
   }
   profiles.clear();
@@ -58,11 +58,11 @@ bool ConfigurationProfileManager::loadProfiles(std::string path) {
     const void* value = nullptr;
     int result = dump.getValue(owner, &value);
     if (result == 1) {
-      xpc::logLine(logger, 3, "No dictionary data was found for the key '" + owner + "'!");
+      xpc::logLine(logger, LogLevel::Warning, "No dictionary data was found for the key '" + owner + "'!");
       continue;
     }
     if (result == -1) {
-      xpc::logLine(logger, 4, "Error getting the dictionary for the key '" + owner + "'!");
+      xpc::logLine(logger, LogLevel::Error, "Error getting the dictionary for the key '" + owner + "'!");
       return false;
     }
     CFArrayRef list = xpc::cfCast<CFArrayRef>(value);
@@ -71,7 +71,7 @@ bool ConfigurationProfileManager::loadProfiles(std::string path) {
       auto profile = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(list, i));
       if (!processSingleProfile(owner, profile)) {
         // Whatever the owner, the text names the machine's array.
-        xpc::logLine(logger, 4,
+        xpc::logLine(logger, LogLevel::Error,
                      "Unable to get profile information at index " + std::to_string(i) + " in the " +
                          kComputerLevel + " array!");
         return false;
@@ -83,12 +83,12 @@ bool ConfigurationProfileManager::loadProfiles(std::string path) {
 
 bool ConfigurationProfileManager::processSingleProfile(std::string username, CFDictionaryRef profile) {
   if (profile == nullptr) {
-    xpc::logLine(logger, 4, "No dictionary was provided to processSingleProfile()!");
+    xpc::logLine(logger, LogLevel::Error, "No dictionary was provided to processSingleProfile()!");
     return false;
   }
   xpc::DictionaryHelper helper(logger);
   if (!useDictionary(helper, profile)) {
-    xpc::logLine(logger, 4, "Unable to assign the current dictionary blob to our dictionary helper!");
+    xpc::logLine(logger, LogLevel::Error, "Unable to assign the current dictionary blob to our dictionary helper!");
     return false;
   }
   ConfigurationProfileData record;
@@ -98,10 +98,10 @@ bool ConfigurationProfileManager::processSingleProfile(std::string username, CFD
   // The two texts every profile must have, not empty.
   auto readRequired = [&](const char* key, const char* unreadableText, const char* emptyText, std::string& value) {
     if (helper.getValue(key, value) != 0) {
-      xpc::logLine(logger, 4, unreadableText);
+      xpc::logLine(logger, LogLevel::Error, unreadableText);
       return false;
     }
-    if (value.empty()) xpc::logLine(logger, 4, emptyText);
+    if (value.empty()) xpc::logLine(logger, LogLevel::Error, emptyText);
     return !value.empty();
   };
   std::string name, identifier;
@@ -116,13 +116,13 @@ bool ConfigurationProfileManager::processSingleProfile(std::string username, CFD
 
   const void* items = nullptr;
   if (helper.getValue("ProfileItems", &items) != 0 || xpc::cfCast<CFArrayRef>(items) == nullptr) {
-    xpc::logLine(logger, 4, "Unable to locate the profile items from our dictionary!");
+    xpc::logLine(logger, LogLevel::Error, "Unable to locate the profile items from our dictionary!");
     return false;
   }
   std::string ssid;
   if (!findSsidInProfileItems(static_cast<CFArrayRef>(items), ssid)) return false;
   if (!ssid.empty()) {
-    xpc::logLine(logger, 5, "Found the SSID '" + ssid + "' for the profile '" + name + "'.");
+    xpc::logLine(logger, LogLevel::Progress, "Found the SSID '" + ssid + "' for the profile '" + name + "'.");
     record.setSsidName(ssid);
     profiles.push_back(record);
   }
@@ -131,7 +131,7 @@ bool ConfigurationProfileManager::processSingleProfile(std::string username, CFD
 
 bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::string& ssid) {
   if (items == nullptr) {
-    xpc::logLine(logger, 4, "The array of profile items was NULL while looking for the SSID!");
+    xpc::logLine(logger, LogLevel::Error, "The array of profile items was NULL while looking for the SSID!");
     return false;
   }
   ssid.clear();
@@ -140,7 +140,7 @@ bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::
     std::string index = std::to_string(i);
     const void* item = CFArrayGetValueAtIndex(items, i);
     if (item == nullptr) {
-      xpc::logLine(logger, 4, "The dictionary at index " + index + " was NULL!");
+      xpc::logLine(logger, LogLevel::Error, "The dictionary at index " + index + " was NULL!");
       return false;
     }
     if (!switchDictionary(helper, item, logger,
@@ -153,14 +153,14 @@ bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::
       case 0:
         break;
       case 1:
-        xpc::logLine(logger, 4, "The PayloadContent section of our dictionary wasn't found!?");
+        xpc::logLine(logger, LogLevel::Error, "The PayloadContent section of our dictionary wasn't found!?");
         return false;
       case -1:
-        xpc::logLine(logger, 4,
+        xpc::logLine(logger, LogLevel::Error,
                      "There was an error getting the payload content dictionary at index " + index + ".");
         return false;
       default:
-        xpc::logLine(logger, 4, "Unknown result code while getting the PayloadContent from our dictionary data!");
+        xpc::logLine(logger, LogLevel::Error, "Unknown result code while getting the PayloadContent from our dictionary data!");
         return false;
     }
     // The items array still holds the payload, and with it its content.
@@ -171,12 +171,12 @@ bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::
     std::string name;
     int result = helper.getValue("SSID_STR", name);
     if (result == 0) {
-      xpc::logLine(logger, 5, "Located the SSID string of : " + name);
+      xpc::logLine(logger, LogLevel::Progress, "Located the SSID string of : " + name);
       ssid = name;
       return true;
     }
     if (result != 1) {
-      xpc::logLine(logger, 4, "Error looking for the SSID in our PayloadContent dictionary!");
+      xpc::logLine(logger, LogLevel::Error, "Error looking for the SSID in our PayloadContent dictionary!");
       return false;
     }
   }
@@ -185,16 +185,16 @@ bool ConfigurationProfileManager::findSsidInProfileItems(CFArrayRef items, std::
 
 bool ConfigurationProfileManager::deleteProfilesForSsidAndUsername(std::string ssid, std::string username) {
   if (username.empty()) {
-    xpc::logLine(logger, 4, "The username provided to deleteProfilesForSsidAndUsername() was empty!");
+    xpc::logLine(logger, LogLevel::Error, "The username provided to deleteProfilesForSsidAndUsername() was empty!");
     return false;
   }
   if (ssid.empty()) {
-    xpc::logLine(logger, 4, "The SSID provided to deleteProfilesForSsidAndUsername() was empty!");
+    xpc::logLine(logger, LogLevel::Error, "The SSID provided to deleteProfilesForSsidAndUsername() was empty!");
     return false;
   }
   for (const ConfigurationProfileData& profile : profiles) {
     if (profile.getUsername() != username || profile.getSsidName() != ssid) continue;
-    xpc::logLine(logger, 5,
+    xpc::logLine(logger, LogLevel::Progress,
                  "Found a match for the user name and SSID '" + ssid +
                      "'.  Attempting to delete the profile.");
     // Identifiers often hold blanks, and the dump and the user name are
@@ -204,11 +204,11 @@ bool ConfigurationProfileManager::deleteProfilesForSsidAndUsername(std::string s
     ExecuteProgram program(logger);
     int result = program.executeWithShell(line);
     if (result != 0) {
-      xpc::logLine(logger, 4, "Unable to delete the target profile! (Error code : " + std::to_string(result) + ")");
+      xpc::logLine(logger, LogLevel::Error, "Unable to delete the target profile! (Error code : " + std::to_string(result) + ")");
       program.logOutput();
       return false;
     }
   }
-  xpc::logLine(logger, 5, "All conflicting profiles have been deleted.");
+  xpc::logLine(logger, LogLevel::Progress, "All conflicting profiles have been deleted.");
   return true;
 }

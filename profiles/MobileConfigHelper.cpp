@@ -5,7 +5,7 @@
 
 #include "CFCast.h"
 #include "DictionaryHelper.h"
-#include "LogLine.h"
+#include "Logger.h"
 #include "PlistManipulator.h"
 #include "StringTools.h"
 #include "XmlUtils.h"
@@ -29,40 +29,19 @@ std::size_t find(const std::string& text, const char* what, std::size_t start) {
 MobileConfigHelper::MobileConfigHelper(Logger* logger) : logger(logger) {}
 
 bool MobileConfigHelper::loadMobileConfig(std::string path) {
-  logLine(logger, 5, "Loading secondary configuration file from : " + path);
-  data.reset();
-  dataSize = 0;
+  logLine(logger, LogLevel::Progress, "Loading secondary configuration file from : " + path);
+  data.clear();
   FILE* file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) {
-    logLine(logger, 4, "Unable to open the secondary configuration file!");
+    logLine(logger, LogLevel::Error, "Unable to open the secondary configuration file!");
     return false;
   }
-  std::size_t capacity = 4096;
-  data.reset(static_cast<unsigned char*>(std::malloc(capacity)));
-  if (!data) {
-    logLine(logger, 4, "Unable to allocate memory to store the secondary configuration file data!");
-    std::fclose(file);
-    return false;
-  }
-  for (std::size_t read; (read = std::fread(data.get() + dataSize, 1, capacity - dataSize, file)) > 0;) {
-    dataSize += read;
-    if (dataSize < capacity) continue;
-    auto* grown = static_cast<unsigned char*>(std::realloc(data.get(), capacity * 2));
-    if (grown == nullptr) {
-      logLine(logger, 4, "Unable to realloc the memory buffer for our secondary configuration!");
-      data.reset();
-      dataSize = 0;
-      std::fclose(file);
-      return false;
-    }
-    static_cast<void>(data.release());
-    data.reset(grown);
-    capacity *= 2;
-  }
+  char chunk[4096];
+  for (std::size_t read; (read = std::fread(chunk, 1, sizeof chunk, file)) > 0;) data.append(chunk, read);
   std::fclose(file);
-  logLine(logger, 5, "Done reading the secondary config file.");
-  if (dataSize == 0) {
-    logLine(logger, 4, "There was no secondary configuration data found in the secondary configuration file!");
+  logLine(logger, LogLevel::Progress, "Done reading the secondary config file.");
+  if (data.empty()) {
+    logLine(logger, LogLevel::Error, "There was no secondary configuration data found in the secondary configuration file!");
     return false;
   }
   return true;
@@ -70,42 +49,42 @@ bool MobileConfigHelper::loadMobileConfig(std::string path) {
 
 std::size_t MobileConfigHelper::findStartingOffset() {
   // Positions up to size - 14 only: a header in the last 13 bytes is not looked for.
-  if (!data || dataSize <= kXmlHeaderLength) return npos;
-  for (std::size_t i = 0; i + kXmlHeaderLength + 1 <= dataSize; ++i) {
-    if (std::memcmp(data.get() + i, kXmlHeader, kXmlHeaderLength) == 0) return i;
+  if (data.size() <= kXmlHeaderLength) return npos;
+  for (std::size_t i = 0; i + kXmlHeaderLength + 1 <= data.size(); ++i) {
+    if (std::memcmp(data.data() + i, kXmlHeader, kXmlHeaderLength) == 0) return i;
   }
   return npos;
 }
 
 std::size_t MobileConfigHelper::findEndingOffset(std::size_t start) {
   // Positions up to size - 9 only, as for the start.
-  if (!data || dataSize <= kPlistEndLength || start >= dataSize - kPlistEndLength) return npos;
-  for (std::size_t i = start; i + kPlistEndLength + 1 <= dataSize; ++i) {
-    if (std::memcmp(data.get() + i, kPlistEnd, kPlistEndLength) == 0) return i + kPlistEndLength;
+  if (data.size() <= kPlistEndLength || start >= data.size() - kPlistEndLength) return npos;
+  for (std::size_t i = start; i + kPlistEndLength + 1 <= data.size(); ++i) {
+    if (std::memcmp(data.data() + i, kPlistEnd, kPlistEndLength) == 0) return i + kPlistEndLength;
   }
   return npos;
 }
 
 bool MobileConfigHelper::stripMobileconfigData() {
-  if (!data || dataSize == 0) {
-    logLine(logger, 4, "No secondary configuration data was provided to strip of binary data!");
+  if (data.empty()) {
+    logLine(logger, LogLevel::Error, "No secondary configuration data was provided to strip of binary data!");
     return false;
   }
   std::size_t start = findStartingOffset();
   if (start == npos) {
-    logLine(logger, 4, "Unable to locate the starting of our secondary configuration data!");
+    logLine(logger, LogLevel::Error, "Unable to locate the starting of our secondary configuration data!");
     return false;
   }
   std::size_t end = findEndingOffset(start);
   if (end == npos) {
-    logLine(logger, 4, "Unable to locate the ending of our secondary configuration data!");
+    logLine(logger, LogLevel::Error, "Unable to locate the ending of our secondary configuration data!");
     return false;
   }
   if (end <= start) {
-    logLine(logger, 4, "The starting and ending positions for our secondary configuration data are invalid!");
+    logLine(logger, LogLevel::Error, "The starting and ending positions for our secondary configuration data are invalid!");
     return false;
   }
-  mobileconfig.assign(reinterpret_cast<const char*>(data.get()) + start, end - start);
+  mobileconfig.assign(data.data() + start, end - start);
   return true;
 }
 
@@ -121,29 +100,29 @@ bool MobileConfigHelper::validateMobileconfig(std::string text) {
   for (const auto& [what, missing] : steps) {
     position = find(text, what, position);
     if (position == npos) {
-      logLine(logger, 4, missing);
-      logLine(logger, 5, "Mobileconfig data : " + text);
+      logLine(logger, LogLevel::Error, missing);
+      logLine(logger, LogLevel::Progress, "Mobileconfig data : " + text);
       return false;
     }
   }
-  logLine(logger, 5, "Mobileconfig data looks valid.");
+  logLine(logger, LogLevel::Progress, "Mobileconfig data looks valid.");
   return true;
 }
 
 bool MobileConfigHelper::loadMobileConfigFromString(std::string text) {
   if (text.empty()) {
-    logLine(logger, 4, "The string passed in to MobileConfigHelper was empty!");
+    logLine(logger, LogLevel::Error, "The string passed in to MobileConfigHelper was empty!");
     return false;
   }
   mobileconfig = text;
   if (!validateMobileconfig(text)) return false;
   PlistManipulator document(logger);
   if (!document.loadPlistFromString(text)) {
-    logLine(logger, 4, "Unable to parse the secondary configuration data in to a plist!");
+    logLine(logger, LogLevel::Error, "Unable to parse the secondary configuration data in to a plist!");
     return false;
   }
   if (!extractInterestingData(document.getPropertyList())) {
-    logLine(logger, 4, "Unable to locate the configuration data from our secondary configuration file!");
+    logLine(logger, LogLevel::Error, "Unable to locate the configuration data from our secondary configuration file!");
     return false;
   }
   return true;
@@ -151,24 +130,24 @@ bool MobileConfigHelper::loadMobileConfigFromString(std::string text) {
 
 bool MobileConfigHelper::applyNetworkName(std::string name) {
   if (name.empty()) {
-    logLine(logger, 4, "No network name was provided to applyNetworkName()!");
+    logLine(logger, LogLevel::Error, "No network name was provided to applyNetworkName()!");
     return false;
   }
   std::size_t key = find(mobileconfig, "<key>PayloadDisplayName</key>", 0);
   if (key == npos) {
-    logLine(logger, 4,
+    logLine(logger, LogLevel::Error,
             "There didn't appear to be a user defined name configuration setting in the configuration data!");
     return false;
   }
   std::size_t open = find(mobileconfig, "<string>", key);
   if (open == npos) {
-    logLine(logger, 4,
+    logLine(logger, LogLevel::Error,
             "Unable to locate the opening dictionary tag for the user defined name in the configuration data!");
     return false;
   }
   std::size_t close = find(mobileconfig, "</string>", open);
   if (close == npos) {
-    logLine(logger, 4,
+    logLine(logger, LogLevel::Error,
             "Unable to locate the closing dictionary tag for the user defined name in the configuration data!");
     return false;
   }
@@ -179,17 +158,17 @@ bool MobileConfigHelper::applyNetworkName(std::string name) {
 
 bool MobileConfigHelper::applyUsernameAndPassword(std::string username, std::string password) {
   if (find(mobileconfig, "OneTimeUserPassword", 0) != npos) {
-    logLine(logger, 5, "Configuration appears to use OTP.  Will discard user password value.");
+    logLine(logger, LogLevel::Progress, "Configuration appears to use OTP.  Will discard user password value.");
     password.clear();
   }
   std::size_t key = find(mobileconfig, "<key>EAPClientConfiguration</key>", 0);
   if (key == npos) {
-    logLine(logger, 4, "There didn't appear to be an EAP client configuration setting in our mobileconfig!");
+    logLine(logger, LogLevel::Error, "There didn't appear to be an EAP client configuration setting in our mobileconfig!");
     return false;
   }
   std::size_t close = find(mobileconfig, "</dict>", key);
   if (close == npos) {
-    logLine(logger, 4, "Unable to locate the closing dictionary tag in the EAP client configuration data!");
+    logLine(logger, LogLevel::Error, "Unable to locate the closing dictionary tag in the EAP client configuration data!");
     return false;
   }
   const struct {
@@ -202,7 +181,7 @@ bool MobileConfigHelper::applyUsernameAndPassword(std::string username, std::str
   };
   for (const auto& entry : entries) {
     if (entry.value.empty()) {
-      logLine(logger, 4, entry.missingText);
+      logLine(logger, LogLevel::Error, entry.missingText);
       continue;
     }
     // Both go just before the dictionary's closing tag, in this order.
@@ -224,14 +203,14 @@ bool MobileConfigHelper::extractInterestingData(CFTypeRef document) {
     payloads = cfCast<CFArrayRef>(content);
   }
   if (payloads == nullptr) {
-    logLine(logger, 4, "Unable to locate the content in the secondary configuration file!");
+    logLine(logger, LogLevel::Error, "Unable to locate the content in the secondary configuration file!");
     return false;
   }
   for (CFIndex i = 0; i < CFArrayGetCount(payloads); ++i) {
     ConfigurationProfileData record;
     record.clear();
     if (!extractBaseLevelInformation(cfCast<CFDictionaryRef>(CFArrayGetValueAtIndex(payloads, i)), record)) {
-      logLine(logger, 4,
+      logLine(logger, LogLevel::Error,
               "Got an invalid node while processing our secondary configuration file!  Will try to continue!");
       continue;
     }
@@ -243,12 +222,12 @@ bool MobileConfigHelper::extractInterestingData(CFTypeRef document) {
 bool MobileConfigHelper::extractBaseLevelInformation(CFDictionaryRef payload, ConfigurationProfileData& record) {
   DictionaryHelper helper(logger);
   if (payload == nullptr || !helper.setActiveDictionary(payload)) {
-    logLine(logger, 4, "The dictionary provided to extractBaseLevelInformation() was NULL!");
+    logLine(logger, LogLevel::Error, "The dictionary provided to extractBaseLevelInformation() was NULL!");
     return false;
   }
   void* eap = nullptr;
   if (helper.getValue("EAPClientConfiguration", &eap) != 0) return true;  // not a network block
-  logLine(logger, 5, "--- Found a network profile block.. Getting data...");
+  logLine(logger, LogLevel::Progress, "--- Found a network profile block.. Getting data...");
 
   // Each text the record keeps, how the log shows it, and what an absent one means.
   using Setter = void (ConfigurationProfileData::*)(std::string);
@@ -271,51 +250,51 @@ bool MobileConfigHelper::extractBaseLevelInformation(CFDictionaryRef payload, Co
   for (const auto& field : fields) {
     std::string value;
     if (helper.getValue(field.key, value) == 0) {
-      logLine(logger, 6, std::string("\t") + field.shown + value);
+      logLine(logger, LogLevel::Detail, std::string("\t") + field.shown + value);
       (record.*field.set)(value);
     } else if (field.missingText != nullptr) {
-      logLine(logger, 4, field.missingText);
+      logLine(logger, LogLevel::Error, field.missingText);
     }
   }
   extractEapTypes(cfCast<CFDictionaryRef>(eap), record);
-  logLine(logger, 5, "--- Profile block parsing complete...");
+  logLine(logger, LogLevel::Progress, "--- Profile block parsing complete...");
   return true;
 }
 
 bool MobileConfigHelper::extractEapTypes(CFDictionaryRef eapConfiguration, ConfigurationProfileData& record) {
   if (eapConfiguration == nullptr) {
-    logLine(logger, 4, "The dictionary provided to extractEapTypes() was NULL!");
+    logLine(logger, LogLevel::Error, "The dictionary provided to extractEapTypes() was NULL!");
     return false;
   }
   DictionaryHelper helper(logger);
   if (!helper.setActiveDictionary(eapConfiguration)) {
-    logLine(logger, 4, "Unable to load the provided dictionary in to our helper object in extractEapTypes()!");
+    logLine(logger, LogLevel::Error, "Unable to load the provided dictionary in to our helper object in extractEapTypes()!");
     return false;
   }
   const void* value = nullptr;
   CFArrayRef methods = helper.getValue("AcceptEAPTypes", &value) == 0 ? cfCast<CFArrayRef>(value) : nullptr;
   if (methods == nullptr) {
-    logLine(logger, 4, "Unable to find the list of EAP methods to use in our secondary configuration file!");
+    logLine(logger, LogLevel::Error, "Unable to find the list of EAP methods to use in our secondary configuration file!");
     return false;
   }
   if (CFArrayGetCount(methods) == 0) {
-    logLine(logger, 4, "An empty array of EAP methods was returned from our secondary configuration file!");
+    logLine(logger, LogLevel::Error, "An empty array of EAP methods was returned from our secondary configuration file!");
     return false;
   }
   for (CFIndex i = 0; i < CFArrayGetCount(methods); ++i) {
     const void* element = CFArrayGetValueAtIndex(methods, i);
     if (element == nullptr) {
-      logLine(logger, 4, "The numeric value returned from the EAP method array was NULL!");
+      logLine(logger, LogLevel::Error, "The numeric value returned from the EAP method array was NULL!");
       return false;
     }
     CFNumberRef number = cfCast<CFNumberRef>(element);
     int method = 0;
     if (number == nullptr || !CFNumberGetValue(number, kCFNumberIntType, &method)) {
-      logLine(logger, 4, "Unable to read the EAP method from our secondary configuration file!");
+      logLine(logger, LogLevel::Error, "Unable to read the EAP method from our secondary configuration file!");
       return false;
     }
     record.addEapType(method);
-    logLine(logger, 5, "Adding EAP method " + std::to_string(method) + " to our EAP type list.");
+    logLine(logger, LogLevel::Progress, "Adding EAP method " + std::to_string(method) + " to our EAP type list.");
   }
   return true;
 }

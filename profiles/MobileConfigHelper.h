@@ -2,8 +2,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstddef>
-#include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -53,13 +51,9 @@ class MobileConfigHelper {
   const std::vector<ConfigurationProfileData>& getProfiles() const { return profiles; }
 
  private:
-  struct Free {
-    void operator()(unsigned char* bytes) const { std::free(bytes); }
-  };
-
   Logger* logger;
-  std::unique_ptr<unsigned char, Free> data;
-  std::size_t dataSize = 0;
+  // The file's bytes, as read.
+  std::string data;
   std::string mobileconfig;
   std::vector<ConfigurationProfileData> profiles;
 };

@@ -38,19 +38,19 @@ XpcCommandHandler::~XpcCommandHandler() {
 void XpcCommandHandler::handleCommand(xpc_connection_t connection, xpc_object_t message) {
   if (xpc_get_type(message) != XPC_TYPE_DICTIONARY) {
     // There is no request dictionary to answer, so no reply can be built.
-    log(4, "Data sent to the helper app was not in the form of a dictionary!");
+    log(LogLevel::Error, "Data sent to the helper app was not in the form of a dictionary!");
     return;
   }
   xpc_object_t reply = handleDictionaryCommand(connection, message);
   if (reply == nullptr) {
-    log(4, "The request did not expect a reply, so none was sent.");
+    log(LogLevel::Error, "The request did not expect a reply, so none was sent.");
     return;
   }
 
   xpc_connection_send_message(connection, reply);
-  log(5, "Sent response.");
+  log(LogLevel::Progress, "Sent response.");
   xpc_release(reply);
-  log(5, "Freed memory.");
+  log(LogLevel::Progress, "Freed memory.");
 }
 
 xpc_object_t XpcCommandHandler::handleDictionaryCommand(xpc_connection_t /*connection*/,
@@ -60,20 +60,22 @@ xpc_object_t XpcCommandHandler::handleDictionaryCommand(xpc_connection_t /*conne
   std::string refusal = RequestLimits::check(message);
   if (!refusal.empty()) return createError(message, refusal);
 
+  // The built-ins are matched exactly, before any family sees the word.
+  static const struct {
+    const char* word;
+    const char* progress;
+    xpc_object_t (XpcCommandHandler::*handler)(const Request&);
+  } kBuiltIns[] = {
+      {"ping", "Handling ping..", &XpcCommandHandler::handlePing},
+      {"getversion", "Handling 'get version' request.", &XpcCommandHandler::handleGetVersion},
+      {"terminate", "Handling 'terminate' request.", &XpcCommandHandler::terminate},
+  };
   std::string command(value);
-  log(5, "Got command : " + command);
-
-  if (command == "ping") {
-    log(5, "Handling ping..");
-    return handlePing(message);
-  }
-  if (command == "getversion") {
-    log(5, "Handling 'get version' request.");
-    return handleGetVersion(message);
-  }
-  if (command == "terminate") {
-    log(5, "Handling 'terminate' request.");
-    exit(0);
+  log(LogLevel::Progress, "Got command : " + command);
+  for (const auto& row : kBuiltIns) {
+    if (command != row.word) continue;
+    log(LogLevel::Progress, row.progress);
+    return (this->*row.handler)(Request(message));
   }
 
   for (auto& family : handlers) {
@@ -82,28 +84,31 @@ xpc_object_t XpcCommandHandler::handleDictionaryCommand(xpc_connection_t /*conne
     if (reply != nullptr) return reply;
   }
 
-  log(5, "Creating error result!");
+  log(LogLevel::Progress, "Creating error result!");
   return createError(message, "Unknown/Invalid command!");
 }
 
 xpc_object_t XpcCommandHandler::createError(xpc_object_t message, std::string text) {
   xpc_object_t reply = ReplyBuilder::error(message, text);
-  log(5, "Created error result.");
+  log(LogLevel::Progress, "Created error result.");
   return reply;
 }
 
-xpc_object_t XpcCommandHandler::handlePing(xpc_object_t message) {
-  xpc_object_t reply = ReplyBuilder::pong(message);
-  log(5, "Created ping result.");
+xpc_object_t XpcCommandHandler::handlePing(const Request& request) {
+  xpc_object_t reply = ReplyBuilder::pong(request.message);
+  log(LogLevel::Progress, "Created ping result.");
   return reply;
 }
 
-xpc_object_t XpcCommandHandler::handleGetVersion(xpc_object_t message) {
-  xpc_object_t reply = ReplyBuilder::version(message);
-  log(5, "Created version result.");
+xpc_object_t XpcCommandHandler::handleGetVersion(const Request& request) {
+  xpc_object_t reply = ReplyBuilder::version(request.message);
+  log(LogLevel::Progress, "Created version result.");
   return reply;
 }
 
-void XpcCommandHandler::log(unsigned char level, std::string text) {
+// Ends the helper with no reply: the client sees its connection end.
+xpc_object_t XpcCommandHandler::terminate(const Request& /*request*/) { exit(0); }
+
+void XpcCommandHandler::log(LogLevel level, std::string text) {
   if (logger != nullptr) logger->addLine(level, text);
 }

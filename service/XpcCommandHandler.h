@@ -32,9 +32,11 @@ class XpcCommandHandler {
 
  private:
   xpc_object_t createError(xpc_object_t message, std::string text);
-  xpc_object_t handlePing(xpc_object_t message);
-  xpc_object_t handleGetVersion(xpc_object_t message);
-  void log(unsigned char level, std::string text);
+  // The built-in commands.
+  xpc_object_t handlePing(const Request& request);
+  xpc_object_t handleGetVersion(const Request& request);
+  xpc_object_t terminate(const Request& request);
+  void log(LogLevel level, std::string text);
 
   Families handlers;
   Logger* logger;

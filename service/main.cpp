@@ -27,23 +27,23 @@ static void handlePeerEvent(xpc_connection_t peer, xpc_object_t event) {
   xpc_type_t type = xpc_get_type(event);
   // What this peer's message causes is logged to this peer.
   if (type != XPC_TYPE_ERROR) logger.setRequestConnection(peer);
-  logger.addLine(5, "Got peer event..");
+  logger.addLine(LogLevel::Progress, "Got peer event..");
 
   if (type == XPC_TYPE_ERROR) {
     // Whichever peer raised it, the one log stream is detached.
     logger.setXpcConnection(nullptr);
     if (event == XPC_ERROR_CONNECTION_INVALID) {
-      logger.addLine(4, "Got a connection invalid event!");
+      logger.addLine(LogLevel::Error, "Got a connection invalid event!");
     } else if (event == XPC_ERROR_TERMINATION_IMMINENT) {
-      logger.addLine(5, "Got a 'termination imminent' event!");
+      logger.addLine(LogLevel::Progress, "Got a 'termination imminent' event!");
     } else {
-      logger.addLine(5, "Unknown/unexpected error event type!");
+      logger.addLine(LogLevel::Progress, "Unknown/unexpected error event type!");
     }
   } else if (type == XPC_TYPE_DICTIONARY) {
-    logger.addLine(5, "Got a dictionary...");
+    logger.addLine(LogLevel::Progress, "Got a dictionary...");
     cmdHandler.handleCommand(peer, event);
   } else {
-    logger.addLine(5, "Unexpected type of data passed to our service handler!!!");
+    logger.addLine(LogLevel::Progress, "Unexpected type of data passed to our service handler!!!");
   }
   logger.setRequestConnection(nullptr);
 }
@@ -58,7 +58,7 @@ static bool admit(const ClientVerifier* verifier, xpc_connection_t peer) {
     return true;
   }
   os_log_error(OS_LOG_DEFAULT, "%{public}s", refusal.c_str());
-  logger.addLine(4, refusal);
+  logger.addLine(LogLevel::Error, refusal);
   xpc_connection_set_event_handler(peer, ^(xpc_object_t) {
   });
   xpc_connection_resume(peer);
@@ -69,7 +69,7 @@ static bool admit(const ClientVerifier* verifier, xpc_connection_t peer) {
 static void handleListenerEvent(const ClientVerifier* verifier, xpc_object_t event) {
   xpc_type_t type = xpc_get_type(event);
   os_log(OS_LOG_DEFAULT, "Got connection handler event.");
-  logger.addLine(5, "Got connection handler event.");
+  logger.addLine(LogLevel::Progress, "Got connection handler event.");
 
   if (type == XPC_TYPE_CONNECTION) {
     xpc_connection_t peer = static_cast<xpc_connection_t>(event);
@@ -77,32 +77,32 @@ static void handleListenerEvent(const ClientVerifier* verifier, xpc_object_t eve
     // Until the greeting below, lines reach nobody: the old client has been
     // detached and the new one is not attached yet.
     logger.setXpcConnection(nullptr);
-    logger.addLine(5, "Got a new connection..");
+    logger.addLine(LogLevel::Progress, "Got a new connection..");
     xpc_connection_set_target_queue(peer, dispatch_get_main_queue());
     xpc_connection_set_event_handler(peer, ^(xpc_object_t peerEvent) {
       handlePeerEvent(peer, peerEvent);
     });
-    logger.addLine(5, "Set an event handler.");
+    logger.addLine(LogLevel::Progress, "Set an event handler.");
     xpc_connection_resume(peer);
-    logger.addLine(5, "Called resume...");
+    logger.addLine(LogLevel::Progress, "Called resume...");
     logger.setXpcConnection(peer);
-    logger.addLine(5, "Hello from the helper app!");
+    logger.addLine(LogLevel::Progress, "Hello from the helper app!");
   } else if (type != XPC_TYPE_ERROR) {
     os_log(OS_LOG_DEFAULT, "Unexpected message came in on the primary connection!");
-    logger.addLine(4, "Unexpected message came in on the primary connection!");
+    logger.addLine(LogLevel::Error, "Unexpected message came in on the primary connection!");
   } else if (event == XPC_ERROR_CONNECTION_INTERRUPTED) {
     logger.setXpcConnection(nullptr);
-    logger.addLine(4, "Got a connection interrupted error.");
+    logger.addLine(LogLevel::Error, "Got a connection interrupted error.");
   } else if (event == XPC_ERROR_CONNECTION_INVALID) {
     logger.setXpcConnection(nullptr);
-    logger.addLine(4, "Got a connection invalid error!");
+    logger.addLine(LogLevel::Error, "Got a connection invalid error!");
   } else {
     const char* description = xpc_dictionary_get_string(event, XPC_ERROR_KEY_DESCRIPTION);
     if (description != nullptr) {
-      logger.addLine(4, std::string("(Mac) XPC Error : ") + description);
+      logger.addLine(LogLevel::Error, std::string("(Mac) XPC Error : ") + description);
     } else {
       std::cout << "There was no error description in our error message?!" << std::endl;
-      logger.addLine(4, "There was no error description in our error message!?");
+      logger.addLine(LogLevel::Error, "There was no error description in our error message!?");
     }
   }
 }
@@ -112,7 +112,7 @@ int main(int /*argc*/, const char* /*argv*/[]) {
       MACHELPER_SERVICE_LABEL, dispatch_get_main_queue(), XPC_CONNECTION_MACH_SERVICE_LISTENER);
   if (listener == nullptr) {
     // No client is attached yet, so this line reaches nobody.
-    logger.addLine(5, "Failed to start the mach service!");
+    logger.addLine(LogLevel::Progress, "Failed to start the mach service!");
     exit(1);
   }
 
@@ -120,12 +120,12 @@ int main(int /*argc*/, const char* /*argv*/[]) {
   ClientVerifier clientVerifier(MACHELPER_CLIENT_REQUIREMENT);
   const ClientVerifier* verifier = MACHELPER_CHECK_CLIENTS ? &clientVerifier : nullptr;
 
-  logger.addLine(5, "Configuring connection event handler for helper!");
+  logger.addLine(LogLevel::Progress, "Configuring connection event handler for helper!");
   xpc_connection_set_event_handler(listener, ^(xpc_object_t event) {
     handleListenerEvent(verifier, event);
   });
-  logger.addLine(5, "Calling resume.");
+  logger.addLine(LogLevel::Progress, "Calling resume.");
   xpc_connection_resume(listener);
-  logger.addLine(5, "Calling dispatch_main().");
+  logger.addLine(LogLevel::Progress, "Calling dispatch_main().");
   dispatch_main();
 }

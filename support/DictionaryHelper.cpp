@@ -5,7 +5,8 @@
 #include <sstream>
 #include <utility>
 
-#include "LogLine.h"
+#include "CFCast.h"
+#include "LogSink.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -34,31 +35,27 @@ CFRef<CFStringRef> makeCfString(const std::string& text, CFStringEncoding encodi
 
 std::string tabs(int depth) { return std::string(static_cast<size_t>(depth), '\t'); }
 
-bool hasType(CFTypeRef value, CFTypeID type) {
-  return value != nullptr && CFGetTypeID(value) == type;
-}
-
 std::string notANumber(const std::string& key) {
   return "Requested a number value from key '" + key + "', but the result was not a number!";
 }
 
 }  // namespace
 
-DictionaryHelper::DictionaryHelper(Logger* logger) : isMutable(false), logger(logger) {}
+DictionaryHelper::DictionaryHelper(LogSink* logger) : isMutable(false), logger(logger) {}
 
 DictionaryHelper::~DictionaryHelper() = default;
 
 bool DictionaryHelper::setActiveDictionary(CFMutableDictionaryRef dictionary) {
   if (dictionary == nullptr) {
-    logLine(logger, 4, "Unable to set a NULL dictionary as the new dictionary!  If you want to clear "
-                       "the active dictionary, please use clearActiveDictionary().");
+    logLine(logger, LogLevel::Error, "Unable to set a NULL dictionary as the new dictionary!  If you want to clear "
+                                     "the active dictionary, please use clearActiveDictionary().");
     return false;
   }
   // Retained before the old one goes, in case they are the same object.
   CFRef<CFMutableDictionaryRef> incoming(dictionary, RefPolicy::Retain);
   if (activeDictionary && !clearActiveDictionary()) {
-    logLine(logger, 4, "There was a dictionary already loaded in memory that couldn't be released!  "
-                       "Failed to load a new dictionary!");
+    logLine(logger, LogLevel::Error, "There was a dictionary already loaded in memory that couldn't be released!  "
+                                     "Failed to load a new dictionary!");
     return false;
   }
   activeDictionary = std::move(incoming);
@@ -68,8 +65,8 @@ bool DictionaryHelper::setActiveDictionary(CFMutableDictionaryRef dictionary) {
 
 bool DictionaryHelper::setActiveDictionary(CFDictionaryRef dictionary) {
   if (dictionary == nullptr) {
-    logLine(logger, 4, "The non-mutable dictionary provided was NULL while trying to set the active "
-                       "dictionary!");
+    logLine(logger, LogLevel::Error, "The non-mutable dictionary provided was NULL while trying to set the active "
+                                     "dictionary!");
     return false;
   }
   if (!setActiveDictionary(const_cast<CFMutableDictionaryRef>(dictionary))) return false;
@@ -79,7 +76,7 @@ bool DictionaryHelper::setActiveDictionary(CFDictionaryRef dictionary) {
 
 bool DictionaryHelper::clearActiveDictionary() {
   if (!activeDictionary) {
-    logLine(logger, 5, "Attempted to clear the active dictionary when no dictionary was active!");
+    logLine(logger, LogLevel::Progress, "Attempted to clear the active dictionary when no dictionary was active!");
   }
   activeDictionary.reset();
   return true;
@@ -87,7 +84,7 @@ bool DictionaryHelper::clearActiveDictionary() {
 
 bool DictionaryHelper::createNewDictionary() {
   if (activeDictionary) {
-    logLine(logger, 4, "Unable to create a new dictionary in memory!  One appears to already exist!");
+    logLine(logger, LogLevel::Error, "Unable to create a new dictionary in memory!  One appears to already exist!");
     return false;
   }
   activeDictionary.reset(CFDictionaryCreateMutable(kCFAllocatorDefault, 0,
@@ -95,7 +92,7 @@ bool DictionaryHelper::createNewDictionary() {
                                                    &kCFTypeDictionaryValueCallBacks),
                          RefPolicy::Adopt);
   if (!activeDictionary) {
-    logLine(logger, 4, "Unable to allocate memory to create a new dictionary!");
+    logLine(logger, LogLevel::Error, "Unable to allocate memory to create a new dictionary!");
     return false;
   }
   isMutable = true;
@@ -113,21 +110,21 @@ int DictionaryHelper::lookUp(const std::string& key, const char* noDictionaryTex
                              const void*& value) {
   value = nullptr;
   if (!activeDictionary) {
-    logLine(logger, 4, noDictionaryText);
+    logLine(logger, LogLevel::Error, noDictionaryText);
     return -1;
   }
   if (key.empty()) {
-    logLine(logger, 4, emptyKeyText);
+    logLine(logger, LogLevel::Error, emptyKeyText);
     return -1;
   }
   CFRef<CFStringRef> cfKey = makeCfString(key, kCFStringEncodingUTF8);
   if (!cfKey) {
-    logLine(logger, 4, "Unable to convert a standard string to a CFString while reading a string "
-                       "from the settings dictionary!");
+    logLine(logger, LogLevel::Error, "Unable to convert a standard string to a CFString while reading a string "
+                                     "from the settings dictionary!");
     return -1;
   }
   if (!CFDictionaryGetValueIfPresent(activeDictionary.get(), cfKey.get(), &value)) {
-    if (notFoundEnding != nullptr) logLine(logger, 5, "The key '" + key + notFoundEnding);
+    if (notFoundEnding != nullptr) logLine(logger, LogLevel::Progress, "The key '" + key + notFoundEnding);
     return 1;
   }
   return 0;
@@ -135,7 +132,7 @@ int DictionaryHelper::lookUp(const std::string& key, const char* noDictionaryTex
 
 int DictionaryHelper::wrongType(CFTypeRef value, const std::string& text) {
   debugLogCfType(value);
-  logLine(logger, 4, text);
+  logLine(logger, LogLevel::Error, text);
   return -2;
 }
 
@@ -147,24 +144,24 @@ const void* DictionaryHelper::getValueFromKey(std::string key) {
 }
 
 int DictionaryHelper::lookUpTyped(const std::string& key, const char* emptyKeyText,
-                                  const char* notFoundEnding, CFTypeID type,
+                                  const char* notFoundEnding, bool (*isType)(CFTypeRef),
                                   const std::string& wrongTypeText, const void*& value) {
   int result = lookUp(key, kNoDictionaryForReading, emptyKeyText, notFoundEnding, value);
-  if (result == 0 && !hasType(value, type)) return wrongType(value, wrongTypeText);
+  if (result == 0 && !isType(value)) return wrongType(value, wrongTypeText);
   return result;
 }
 
 int DictionaryHelper::readNumber(const void* number, CFNumberType type, void* value,
                                  const char* conversionText) {
   if (CFNumberGetValue(static_cast<CFNumberRef>(number), type, value)) return 0;
-  logLine(logger, 4, conversionText);
+  logLine(logger, LogLevel::Error, conversionText);
   return -1;
 }
 
 int DictionaryHelper::getValue(std::string key, bool& value) {
   const void* found = nullptr;
   int result = lookUpTyped(key, "The 'key' value was empty when calling getValue(bool)!", kNotFound,
-                           CFBooleanGetTypeID(),
+                           isA<CFBooleanRef>,
                            "Requested a boolean value from key '" + key +
                                "', but the result was not a boolean!",
                            found);
@@ -175,7 +172,7 @@ int DictionaryHelper::getValue(std::string key, bool& value) {
 int DictionaryHelper::getValue(std::string key, std::string& value) {
   const void* found = nullptr;
   int result = lookUpTyped(key, "The 'key' value was empty when calling getValue(string)!",
-                           kNotFound, CFStringGetTypeID(),
+                           kNotFound, isA<CFStringRef>,
                            "Requested a string value from key '" + key +
                                "', but the result was not a string!",
                            found);
@@ -186,7 +183,7 @@ int DictionaryHelper::getValue(std::string key, std::string& value) {
 int DictionaryHelper::getValue(std::string key, int& value) {
   const void* found = nullptr;
   int result = lookUpTyped(key, "The 'key' value was empty when calling getValue(int)!",
-                           kNotFoundInDictionary, CFNumberGetTypeID(), notANumber(key), found);
+                           kNotFoundInDictionary, isA<CFNumberRef>, notANumber(key), found);
   if (result != 0) return result;
   return readNumber(found, kCFNumberSInt32Type, &value,
                     "Unable to convert the value read from the settings to an int!");
@@ -195,7 +192,7 @@ int DictionaryHelper::getValue(std::string key, int& value) {
 int DictionaryHelper::getValue(std::string key, long long& value) {
   const void* found = nullptr;
   int result = lookUpTyped(key, "The 'key' value was empty when calling getValue(int64_t)!",
-                           kNotFoundInDictionary, CFNumberGetTypeID(), notANumber(key), found);
+                           kNotFoundInDictionary, isA<CFNumberRef>, notANumber(key), found);
   if (result != 0) return result;
   return readNumber(found, kCFNumberSInt64Type, &value,
                     "Unable to convert the value read from the settings to an int64_t!");
@@ -203,7 +200,7 @@ int DictionaryHelper::getValue(std::string key, long long& value) {
 
 int DictionaryHelper::getValue(std::string key, const void** value) {
   if (value == nullptr) {
-    logLine(logger, 4, "The variable provided to store our value was NULL!");
+    logLine(logger, LogLevel::Error, "The variable provided to store our value was NULL!");
     return -1;
   }
   return lookUp(key, kNoDictionaryForReading, "Unable to get the value of an empty key!",
@@ -212,7 +209,7 @@ int DictionaryHelper::getValue(std::string key, const void** value) {
 
 int DictionaryHelper::getValue(std::string key, void** value) {
   if (value == nullptr) {
-    logLine(logger, 4, "The variable provided to store our dictionary value was NULL!");
+    logLine(logger, LogLevel::Error, "The variable provided to store our dictionary value was NULL!");
     return -1;
   }
   const void* found = nullptr;
@@ -225,21 +222,21 @@ int DictionaryHelper::getValue(std::string key, void** value) {
 
 int DictionaryHelper::getValue(std::string key, SecKeychainItemRef* value) {
   if (value == nullptr) {
-    logLine(logger, 4, "The resulting keychain parameter was NULL while trying to get a keychain item!");
+    logLine(logger, LogLevel::Error, "The resulting keychain parameter was NULL while trying to get a keychain item!");
     return -1;
   }
   if (!activeDictionary) {
-    logLine(logger, 4, kNoDictionaryForReading);
+    logLine(logger, LogLevel::Error, kNoDictionaryForReading);
     return -1;
   }
   if (key.empty()) {
-    logLine(logger, 4, "The key was empty while attempting to get a keychain item!");
+    logLine(logger, LogLevel::Error, "The key was empty while attempting to get a keychain item!");
     return -1;
   }
   const void* found = nullptr;
   int result = getValue(key, &found);
   if (result != 0) return result;
-  if (!hasType(found, SecCertificateGetTypeID())) {
+  if (!isA<SecCertificateRef>(found)) {
     return wrongType(found, "The value returned from the keychain was not of the type we expected!");
   }
   *value = static_cast<SecKeychainItemRef>(const_cast<void*>(found));
@@ -248,7 +245,7 @@ int DictionaryHelper::getValue(std::string key, SecKeychainItemRef* value) {
 
 int DictionaryHelper::getValue(CFStringRef key, std::string& value) {
   if (key == nullptr) {
-    logLine(logger, 4, "The key was NULL while trying to get a string value!");
+    logLine(logger, LogLevel::Error, "The key was NULL while trying to get a string value!");
     return -1;
   }
   return getValue(MacStringUtils::cfStringRefToStdString(key), value);
@@ -256,7 +253,7 @@ int DictionaryHelper::getValue(CFStringRef key, std::string& value) {
 
 int DictionaryHelper::getValue(CFStringRef key, bool& value) {
   if (key == nullptr) {
-    logLine(logger, 4, "The key value provided in getValue() was NULL!");
+    logLine(logger, LogLevel::Error, "The key value provided in getValue() was NULL!");
     return -1;
   }
   return getValue(MacStringUtils::cfStringRefToStdString(key), value);
@@ -264,7 +261,7 @@ int DictionaryHelper::getValue(CFStringRef key, bool& value) {
 
 int DictionaryHelper::getValue(CFStringRef key, int& value) {
   if (key == nullptr) {
-    logLine(logger, 4, "The key value was NULL while trying to get an int value!");
+    logLine(logger, LogLevel::Error, "The key value was NULL while trying to get an int value!");
     return -1;
   }
   return getValue(MacStringUtils::cfStringRefToStdString(key), value);
@@ -272,7 +269,7 @@ int DictionaryHelper::getValue(CFStringRef key, int& value) {
 
 int DictionaryHelper::getValue(const char* key, std::string& value) {
   if (key == nullptr) {
-    logLine(logger, 4, "key value was NULL while attempting to get a value!");
+    logLine(logger, LogLevel::Error, "key value was NULL while attempting to get a value!");
     return -1;
   }
   return getValue(std::string(key), value);
@@ -282,11 +279,11 @@ int DictionaryHelper::getValue(const char* key, std::string& value) {
 
 bool DictionaryHelper::canWrite() {
   if (!isMutable) {
-    logLine(logger, 4, "Attempted to set a value to a non-mutable dictionary!");
+    logLine(logger, LogLevel::Error, "Attempted to set a value to a non-mutable dictionary!");
     return false;
   }
   if (!activeDictionary) {
-    logLine(logger, 4, kNoDictionaryForWriting);
+    logLine(logger, LogLevel::Error, kNoDictionaryForWriting);
     return false;
   }
   return true;
@@ -298,15 +295,15 @@ CFRef<CFStringRef> DictionaryHelper::writableKey(const std::string& key, const c
                                                  CFStringEncoding encoding) {
   if (!canWrite()) return {};
   if (key.empty()) {
-    logLine(logger, 4, emptyKeyText);
+    logLine(logger, LogLevel::Error, emptyKeyText);
     return {};
   }
   if (valueProblem != nullptr) {
-    logLine(logger, 4, valueProblem);
+    logLine(logger, LogLevel::Error, valueProblem);
     return {};
   }
   CFRef<CFStringRef> cfKey = makeCfString(key, encoding);
-  if (!cfKey) logLine(logger, 4, conversionText);
+  if (!cfKey) logLine(logger, LogLevel::Error, conversionText);
   return cfKey;
 }
 
@@ -332,7 +329,7 @@ bool DictionaryHelper::setValue(std::string key, int value) {
   CFRef<CFNumberRef> number(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &value),
                             RefPolicy::Adopt);
   if (!number) {
-    logLine(logger, 4, "Unable to create a CFNumberRef from the provided value!");
+    logLine(logger, LogLevel::Error, "Unable to create a CFNumberRef from the provided value!");
     return false;
   }
   return storeValue(cfKey.get(), number.get());
@@ -346,7 +343,7 @@ bool DictionaryHelper::setValue(std::string key, std::string value) {
   if (!cfKey) return false;
   CFRef<CFStringRef> cfValue = makeCfString(value, kCFStringEncodingASCII);
   if (!cfValue) {
-    logLine(logger, 4, "Unable to convert a string to a CFStringRef! (2)");
+    logLine(logger, LogLevel::Error, "Unable to convert a string to a CFStringRef! (2)");
     return false;
   }
   return storeValue(cfKey.get(), cfValue.get());
@@ -355,11 +352,11 @@ bool DictionaryHelper::setValue(std::string key, std::string value) {
 bool DictionaryHelper::setValue(const char* key, const char* value) {
   if (!canWrite()) return false;
   if (value == nullptr) {
-    logLine(logger, 4, "Unable to set the string value!  The value was NULL!");
+    logLine(logger, LogLevel::Error, "Unable to set the string value!  The value was NULL!");
     return false;
   }
   if (key == nullptr) {
-    logLine(logger, 4, "Unable to set the string value!  The key was NULL!");
+    logLine(logger, LogLevel::Error, "Unable to set the string value!  The key was NULL!");
     return false;
   }
   return setValue(std::string(key), std::string(value));
@@ -368,11 +365,11 @@ bool DictionaryHelper::setValue(const char* key, const char* value) {
 bool DictionaryHelper::setValue(std::string key, const char* value) {
   if (!canWrite()) return false;
   if (key.empty()) {
-    logLine(logger, 4, "The key is empty while attempting to write a char *!");
+    logLine(logger, LogLevel::Error, "The key is empty while attempting to write a char *!");
     return false;
   }
   if (value == nullptr) {
-    logLine(logger, 4, "Cannot set string value!   The value is NULL!");
+    logLine(logger, LogLevel::Error, "Cannot set string value!   The value is NULL!");
     return false;
   }
   return setValue(key, std::string(value));
@@ -381,11 +378,11 @@ bool DictionaryHelper::setValue(std::string key, const char* value) {
 bool DictionaryHelper::setValue(CFStringRef key, const void* value) {
   if (!canWrite()) return false;
   if (key == nullptr) {
-    logLine(logger, 4, "Unable to set a CFType value.  The key to write is NULL!");
+    logLine(logger, LogLevel::Error, "Unable to set a CFType value.  The key to write is NULL!");
     return false;
   }
   if (value == nullptr) {
-    logLine(logger, 4, "Unable to set a CFType value.  The value to write is NULL!");
+    logLine(logger, LogLevel::Error, "Unable to set a CFType value.  The value to write is NULL!");
     return false;
   }
   return storeValue(key, value);
@@ -417,23 +414,23 @@ bool DictionaryHelper::setValue(std::string key, CFMutableDictionaryRef value) {
 
 bool DictionaryHelper::deleteKey(std::string key) {
   if (!activeDictionary) {
-    logLine(logger, 4, "No dictionary exists for writing data to!  Please call one of the functions "
-                       "to load or create a dictionary first!");
+    logLine(logger, LogLevel::Error, "No dictionary exists for writing data to!  Please call one of the functions "
+                                     "to load or create a dictionary first!");
     return false;
   }
   if (key.empty()) {
-    logLine(logger, 4, "The 'key' value was empty when calling deleteKey()!");
+    logLine(logger, LogLevel::Error, "The 'key' value was empty when calling deleteKey()!");
     return false;
   }
   CFRef<CFStringRef> cfKey = makeCfString(key, kCFStringEncodingUTF8);
   if (!cfKey) {
-    logLine(logger, 4, "Unable to convert a standard string to a CFString while attempting to "
-                       "delete a key!");
+    logLine(logger, LogLevel::Error, "Unable to convert a standard string to a CFString while attempting to "
+                                     "delete a key!");
     return false;
   }
   CFDictionaryRemoveValue(activeDictionary.get(), cfKey.get());
   if (CFDictionaryContainsKey(activeDictionary.get(), cfKey.get())) {
-    logLine(logger, 4, "The key '" + key + "' could not be deleted!");
+    logLine(logger, LogLevel::Error, "The key '" + key + "' could not be deleted!");
     return false;
   }
   return true;
@@ -442,22 +439,16 @@ bool DictionaryHelper::deleteKey(std::string key) {
 bool DictionaryHelper::getAllKeys(std::vector<std::string>& keys) {
   // Not covered by the other checks: there is nothing to count without a dictionary.
   if (!activeDictionary) {
-    logLine(logger, 4, kNoDictionaryForReading);
+    logLine(logger, LogLevel::Error, kNoDictionaryForReading);
     return false;
   }
   CFIndex count = CFDictionaryGetCount(activeDictionary.get());
-  logLine(logger, 5, "There are " + std::to_string(count) + " key(s) in this dictionary.");
-  const void** cfKeys =
-      static_cast<const void**>(std::malloc(sizeof(const void*) * static_cast<size_t>(count + 1)));
-  if (cfKeys == nullptr) {
-    logLine(logger, 4, "Unable to allocate memory to store the list of keys from the dictionary!");
-    return false;
+  logLine(logger, LogLevel::Progress, "There are " + std::to_string(count) + " key(s) in this dictionary.");
+  std::vector<const void*> cfKeys(static_cast<size_t>(count));
+  CFDictionaryGetKeysAndValues(activeDictionary.get(), cfKeys.data(), nullptr);
+  for (const void* key : cfKeys) {
+    keys.push_back(MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(key)));
   }
-  CFDictionaryGetKeysAndValues(activeDictionary.get(), cfKeys, nullptr);
-  for (CFIndex i = 0; i < count; ++i) {
-    keys.push_back(MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(cfKeys[i])));
-  }
-  std::free(cfKeys);
   return true;
 }
 
@@ -465,20 +456,20 @@ bool DictionaryHelper::getAllKeys(std::vector<std::string>& keys) {
 
 void DictionaryHelper::debugLogCfType(CFTypeRef value) {
   if (value == nullptr) {
-    logLine(logger, 5, "The CFType provided to log was NULL!?");
+    logLine(logger, LogLevel::Progress, "The CFType provided to log was NULL!?");
     return;
   }
   CFRef<CFStringRef> description(CFCopyDescription(value), RefPolicy::Adopt);
   if (!description) {
-    logLine(logger, 5, "The attempt to dump the CFType to a CFString failed!");
+    logLine(logger, LogLevel::Progress, "The attempt to dump the CFType to a CFString failed!");
     return;
   }
   std::string text = MacStringUtils::cfStringRefToStdString(description.get());
   if (text.empty()) {
-    logLine(logger, 5, "The CFType converted to an empty string!");
+    logLine(logger, LogLevel::Progress, "The CFType converted to an empty string!");
     return;
   }
-  logLine(logger, 5, "CFType information : " + text);
+  logLine(logger, LogLevel::Progress, "CFType information : " + text);
 }
 
 std::string DictionaryHelper::toString() {
@@ -490,7 +481,7 @@ std::string DictionaryHelper::toString() {
 
 void DictionaryHelper::addCfDictionaryToLogString(CFDictionaryRef dictionary, int depth) {
   if (depth < 0) {
-    logLine(logger, 4, "Depth value was less than 0.  Not adding dictionary to our string!");
+    logLine(logger, LogLevel::Error, "Depth value was less than 0.  Not adding dictionary to our string!");
     return;
   }
   if (dictionary == nullptr) {
@@ -516,7 +507,7 @@ void DictionaryHelper::logDictionaryData(CFTypeRef key, CFTypeRef value, int dep
     logString += tabs(depth) + "Key was set to NULL!\n";
     return;
   }
-  if (!hasType(key, CFStringGetTypeID())) {
+  if (!isA<CFStringRef>(key)) {
     logString += tabs(depth) + "Key wasn't a CFString!\n";
     return;
   }
@@ -530,27 +521,26 @@ void DictionaryHelper::addCfTypeDataToLogString(CFTypeRef value, int depth) {
     logString += tabs(depth) + "NULL";  // no line break: the next entry follows on this line
     return;
   }
-  CFTypeID type = CFGetTypeID(value);
-  if (type == CFStringGetTypeID()) {
-    logString += MacStringUtils::cfStringRefToStdString(static_cast<CFStringRef>(value)) + "\n";
-  } else if (type == CFNumberGetTypeID()) {
-    logString += getFromCfNumber(static_cast<CFNumberRef>(value)) + "\n";
-  } else if (type == CFDictionaryGetTypeID()) {
+  if (auto text = cfCast<CFStringRef>(value)) {
+    logString += MacStringUtils::cfStringRefToStdString(text) + "\n";
+  } else if (auto number = cfCast<CFNumberRef>(value)) {
+    logString += getFromCfNumber(number) + "\n";
+  } else if (auto dictionary = cfCast<CFDictionaryRef>(value)) {
     logString += "Dictionary {\n";
-    addCfDictionaryToLogString(static_cast<CFDictionaryRef>(value), depth + 1);
+    addCfDictionaryToLogString(dictionary, depth + 1);
     logString += tabs(depth) + "}\n";
-  } else if (type == CFBooleanGetTypeID()) {
-    logString += CFBooleanGetValue(static_cast<CFBooleanRef>(value)) == 1 ? "true\n" : "false\n";
-  } else if (type == CFDataGetTypeID()) {
-    addCfDataToLogString(static_cast<CFDataRef>(value));
-  } else if (type == CFDateGetTypeID()) {
-    addCfDateToLogString(static_cast<CFDateRef>(value));
-  } else if (type == CFArrayGetTypeID()) {
+  } else if (auto boolean = cfCast<CFBooleanRef>(value)) {
+    logString += CFBooleanGetValue(boolean) == 1 ? "true\n" : "false\n";
+  } else if (auto data = cfCast<CFDataRef>(value)) {
+    addCfDataToLogString(data);
+  } else if (auto date = cfCast<CFDateRef>(value)) {
+    addCfDateToLogString(date);
+  } else if (auto array = cfCast<CFArrayRef>(value)) {
     logString += "Array {\n";
-    addCfArrayToLogString(static_cast<CFArrayRef>(value), depth + 1);
+    addCfArrayToLogString(array, depth + 1);
     logString += tabs(depth) + "}\n";
   } else {
-    CFRef<CFStringRef> typeName(CFCopyTypeIDDescription(type), RefPolicy::Adopt);
+    CFRef<CFStringRef> typeName(CFCopyTypeIDDescription(CFGetTypeID(value)), RefPolicy::Adopt);
     logString += "Unexpected value type of '" +
                  MacStringUtils::cfStringRefToStdString(typeName.get()) + "'\n";
   }
@@ -602,7 +592,7 @@ void DictionaryHelper::addCfArrayToLogString(CFArrayRef array, int depth) {
 
 std::string DictionaryHelper::getFromCfNumber(CFNumberRef number) {
   if (number == nullptr) {
-    logLine(logger, 4, "CFNumber value was NULL!");
+    logLine(logger, LogLevel::Error, "CFNumber value was NULL!");
     return "";
   }
   if (CFNumberIsFloatType(number)) {

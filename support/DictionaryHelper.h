@@ -7,7 +7,7 @@
 
 #include "CFRef.h"
 
-class Logger;
+class LogSink;
 
 namespace xpc {
 
@@ -19,7 +19,7 @@ namespace xpc {
 // mutable, and convert keys and string values as ASCII.
 class DictionaryHelper {
  public:
-  explicit DictionaryHelper(Logger* logger);
+  explicit DictionaryHelper(LogSink* logger);
   virtual ~DictionaryHelper();
   DictionaryHelper(const DictionaryHelper&) = delete;
   DictionaryHelper& operator=(const DictionaryHelper&) = delete;
@@ -81,7 +81,7 @@ class DictionaryHelper {
              const char* notFoundText, const void*& value);
   // lookUp with the reading texts, then -2 unless the value has the type.
   int lookUpTyped(const std::string& key, const char* emptyKeyText, const char* notFoundEnding,
-                  CFTypeID type, const std::string& wrongTypeText, const void*& value);
+                  bool (*isType)(CFTypeRef), const std::string& wrongTypeText, const void*& value);
   // Logs the wrong-type diagnosis of a getter and answers -2.
   int wrongType(CFTypeRef value, const std::string& text);
   int readNumber(const void* number, CFNumberType type, void* value, const char* conversionText);
@@ -107,7 +107,7 @@ class DictionaryHelper {
 
   CFRef<CFMutableDictionaryRef> activeDictionary;
   bool isMutable;
-  Logger* logger;
+  LogSink* logger;
   std::string logString;
 };
 

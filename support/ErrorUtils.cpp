@@ -3,7 +3,7 @@
 #include <Security/Security.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 
-#include "LogLine.h"
+#include "LogSink.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -13,14 +13,14 @@ namespace {
 const char kUnknownError[] = "(Unknown Error)";
 
 // Logs "<label><text>" for an optional (Copy-rule) text of the error.
-void logOwnedText(Logger* logger, const char* label, CFStringRef owned) {
+void logOwnedText(LogSink* logger, const char* label, CFStringRef owned) {
   CFRef<CFStringRef> text(owned, RefPolicy::Adopt);
-  if (text) logLine(logger, 5, label + MacStringUtils::cfStringRefToStdString(text.get()));
+  if (text) logLine(logger, LogLevel::Progress, label + MacStringUtils::cfStringRefToStdString(text.get()));
 }
 
 }  // namespace
 
-ErrorUtils::ErrorUtils(Logger* logger) : logger(logger) {}
+ErrorUtils::ErrorUtils(LogSink* logger) : logger(logger) {}
 
 CFErrorRef ErrorUtils::fetchLastError() {
   lastError.reset(SCCopyLastError(), RefPolicy::Adopt);
@@ -30,7 +30,7 @@ CFErrorRef ErrorUtils::fetchLastError() {
 long ErrorUtils::getLastCFErrorCode() {
   CFErrorRef error = fetchLastError();
   if (error == nullptr) {
-    logLine(logger, 4, "Unable to get the last error object!");
+    logLine(logger, LogLevel::Error, "Unable to get the last error object!");
     return -1;
   }
   return getCFErrorCode(error);
@@ -46,22 +46,22 @@ std::string ErrorUtils::getLastCFError() {
 long ErrorUtils::getCFErrorCode(CFErrorRef error) {
   // Not reachable from the paths above; a caller's null must not crash us.
   if (error == nullptr) {
-    logLine(logger, 4, "Unable to get the error code!  The CFErrorRef provided was NULL!");
+    logLine(logger, LogLevel::Error, "Unable to get the error code!  The CFErrorRef provided was NULL!");
     return -1;
   }
   long code = static_cast<long>(CFErrorGetCode(error));
-  logLine(logger, 5, "Error code : " + std::to_string(code));
+  logLine(logger, LogLevel::Progress, "Error code : " + std::to_string(code));
   return code;
 }
 
 std::string ErrorUtils::getCFErrorString(CFErrorRef error) {
   if (error == nullptr) {
-    logLine(logger, 4, "Unable to get error string from CFErrorRef object!  Value provided was NULL!");
+    logLine(logger, LogLevel::Error, "Unable to get error string from CFErrorRef object!  Value provided was NULL!");
     return "";
   }
   CFStringRef domain = CFErrorGetDomain(error);
   if (domain != nullptr) {
-    logLine(logger, 5, "Domain string : " + MacStringUtils::cfStringRefToStdString(domain));
+    logLine(logger, LogLevel::Progress, "Domain string : " + MacStringUtils::cfStringRefToStdString(domain));
   }
   getCFErrorCode(error);
   logOwnedText(logger, "Failure reason : ", CFErrorCopyFailureReason(error));

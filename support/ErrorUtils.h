@@ -5,7 +5,7 @@
 
 #include "CFRef.h"
 
-class Logger;
+class LogSink;
 
 namespace xpc {
 
@@ -13,7 +13,7 @@ namespace xpc {
 // lines and message text.
 class ErrorUtils {
  public:
-  explicit ErrorUtils(Logger* logger);
+  explicit ErrorUtils(LogSink* logger);
 
   // SystemConfiguration's last error of this thread.
   long getLastCFErrorCode();
@@ -31,7 +31,7 @@ class ErrorUtils {
   CFErrorRef fetchLastError();
 
   CFRef<CFErrorRef> lastError;
-  Logger* logger;
+  LogSink* logger;
 };
 
 }  // namespace xpc

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "LogLine.h"
+#include "LogSink.h"
 #include "OsFileSystemUtils.h"
 
 namespace {
@@ -12,14 +12,14 @@ const char kStdErrPath[] = "/tmp/cmdstderr.txt";
 
 }  // namespace
 
-ExecuteProgram::ExecuteProgram(Logger* logger) : logger(logger) {}
+ExecuteProgram::ExecuteProgram(LogSink* logger) : logger(logger) {}
 
 int ExecuteProgram::executeWithShell(std::string command) {
   // The shell's redirections would follow a link planted at a capture path
   // and write wherever it leads, as root.
   xpc::OsFileSystemUtils files(logger);
   if (!files.createFreshFile(kStdOutPath) || !files.createFreshFile(kStdErrPath)) {
-    xpc::logLine(logger, 4, "Unable to prepare the files that capture a command's output!");
+    xpc::logLine(logger, LogLevel::Error, "Unable to prepare the files that capture a command's output!");
     xpc::OsFileSystemUtils(nullptr).deleteFile(kStdOutPath);  // in case only the second failed
     stdOut.clear();
     stdErr.clear();
@@ -35,7 +35,7 @@ int ExecuteProgram::executeWithShell(std::string command) {
 void ExecuteProgram::collect(const char* path, std::string& text, const char* deleteWarning) {
   text = xpc::OsFileSystemUtils(logger).readFileToString(path);
   // Deleted quietly: a capture file left behind is only worth a warning.
-  if (!xpc::OsFileSystemUtils(nullptr).deleteFile(path)) xpc::logLine(logger, 3, deleteWarning);
+  if (!xpc::OsFileSystemUtils(nullptr).deleteFile(path)) xpc::logLine(logger, LogLevel::Warning, deleteWarning);
 }
 
 std::string ExecuteProgram::getStdOut() const { return stdOut; }
@@ -43,6 +43,6 @@ std::string ExecuteProgram::getStdOut() const { return stdOut; }
 std::string ExecuteProgram::getStdErr() const { return stdErr; }
 
 void ExecuteProgram::logOutput() {
-  if (!stdOut.empty()) xpc::logLine(logger, 5, "   STDOUT : " + stdOut);
-  if (!stdErr.empty()) xpc::logLine(logger, 5, "   STDERR : " + stdErr);
+  if (!stdOut.empty()) xpc::logLine(logger, LogLevel::Progress, "   STDOUT : " + stdOut);
+  if (!stdErr.empty()) xpc::logLine(logger, LogLevel::Progress, "   STDERR : " + stdErr);
 }

@@ -1,14 +1,14 @@
 #pragma once
 #include <string>
 
-class Logger;
+class LogSink;
 
 // Runs one command line through /bin/sh as root and keeps what it printed.
 // The capture files are fixed paths under /tmp, created afresh for every run:
 // one command at a time.
 class ExecuteProgram {
  public:
-  explicit ExecuteProgram(Logger* logger);
+  explicit ExecuteProgram(LogSink* logger);
 
   // The raw wait status from system(): 0 for success, exit status n as n * 256,
   // -1 when no shell could be started or the capture files could not be
@@ -27,5 +27,5 @@ class ExecuteProgram {
 
   std::string stdOut;
   std::string stdErr;
-  Logger* logger;
+  LogSink* logger;
 };

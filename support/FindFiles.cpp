@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "LogLine.h"
+#include "LogSink.h"
 #include "OsFileSystemUtils.h"
 #include "StringTools.h"
 
@@ -18,7 +18,7 @@ std::string errorSuffix(int error) { return "(" + OsFileSystemUtils::errorDetail
 
 }  // namespace
 
-FindFiles::FindFiles(Logger* logger) : logger(logger), caseInsensitive(false) {}
+FindFiles::FindFiles(LogSink* logger) : logger(logger), caseInsensitive(false) {}
 
 void FindFiles::clear() {
   fileNames.clear();
@@ -28,16 +28,16 @@ void FindFiles::clear() {
 
 bool FindFiles::addFileNameToLocate(std::string name) {
   if (name.empty()) {
-    logLine(logger, 4, "The filename to add to our search list was an empty string!");
+    logLine(logger, LogLevel::Error, "The filename to add to our search list was an empty string!");
     return false;
   }
   if (name.find('/') != std::string::npos) {
-    logLine(logger, 4, "The filename to add to our search list appears to have a path component!  "
-                       "Only file names are allowed!");
+    logLine(logger, LogLevel::Error, "The filename to add to our search list appears to have a path component!  "
+                                     "Only file names are allowed!");
     return false;
   }
   if (std::find(fileNames.begin(), fileNames.end(), name) != fileNames.end()) {
-    logLine(logger, 5, "The file name '" + name + "' is already in our list and will not be added again.");
+    logLine(logger, LogLevel::Progress, "The file name '" + name + "' is already in our list and will not be added again.");
     return true;
   }
   fileNames.push_back(name);
@@ -46,7 +46,7 @@ bool FindFiles::addFileNameToLocate(std::string name) {
 
 bool FindFiles::addFileNamesToLocate(std::vector<std::string> names) {
   if (names.empty()) {
-    logLine(logger, 4, "There were no file names provided to add to our list of file names to locate!");
+    logLine(logger, LogLevel::Error, "There were no file names provided to add to our list of file names to locate!");
     return false;
   }
   bool allAdded = true;
@@ -60,7 +60,7 @@ std::vector<std::string> FindFiles::getFoundPaths() const { return foundPaths; }
 
 bool FindFiles::isTargetFileName(std::string name) {
   if (name.empty()) {
-    logLine(logger, 4, "The file name provided to match against our target file name list was empty!");
+    logLine(logger, LogLevel::Error, "The file name provided to match against our target file name list was empty!");
     return false;
   }
   if (caseInsensitive) name = StringTools::stringToLower(name);
@@ -72,21 +72,21 @@ bool FindFiles::isTargetFileName(std::string name) {
 
 bool FindFiles::findFiles(std::string start) {
   if (start.empty()) {
-    logLine(logger, 4, "No starting path was provided while searching for a file!");
+    logLine(logger, LogLevel::Error, "No starting path was provided while searching for a file!");
     return false;
   }
   if (fileNames.empty()) {
-    logLine(logger, 4, "No file names were provided to search for!");
+    logLine(logger, LogLevel::Error, "No file names were provided to search for!");
     return false;
   }
 
   DIR* directory = opendir(start.c_str());
   if (directory == nullptr) {
     if (errno == ELOOP) {
-      logLine(logger, 3, "Too many levels of symlinks at path '" + start +
-                             "' will ignore everything at this point and below!");
+      logLine(logger, LogLevel::Warning, "Too many levels of symlinks at path '" + start +
+                                         "' will ignore everything at this point and below!");
     } else {
-      logLine(logger, 4, "Unable to open the directory '" + start + "' while searching for the files...");
+      logLine(logger, LogLevel::Error, "Unable to open the directory '" + start + "' while searching for the files...");
     }
     return false;
   }
@@ -100,10 +100,10 @@ bool FindFiles::findFiles(std::string start) {
     if (stat(path.c_str(), &info) != 0) {
       int error = errno;
       if (error == ELOOP) {
-        logLine(logger, 3, "'" + path + "' is a symlink.  Skipping..");
+        logLine(logger, LogLevel::Warning, "'" + path + "' is a symlink.  Skipping..");
       } else {
-        logLine(logger, 3, "Unable to get information on the file at path '" + path +
-                               "'!  Will ignore it.  " + errorSuffix(error));
+        logLine(logger, LogLevel::Warning, "Unable to get information on the file at path '" + path +
+                                           "'!  Will ignore it.  " + errorSuffix(error));
       }
       continue;
     }
@@ -117,7 +117,7 @@ bool FindFiles::findFiles(std::string start) {
   }
 
   if (closedir(directory) != 0) {
-    logLine(logger, 3, "Unable to close the directory we were searching!  " + errorSuffix(errno));
+    logLine(logger, LogLevel::Warning, "Unable to close the directory we were searching!  " + errorSuffix(errno));
   }
   return true;
 }

@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-class Logger;
+class LogSink;
 
 namespace xpc {
 
@@ -10,7 +10,7 @@ namespace xpc {
 // file names.
 class FindFiles {
  public:
-  explicit FindFiles(Logger* logger);
+  explicit FindFiles(LogSink* logger);
 
   // Forgets the names, the results and the case-insensitive mode.
   void clear();
@@ -24,7 +24,7 @@ class FindFiles {
   bool isTargetFileName(std::string name);
 
  private:
-  Logger* logger;
+  LogSink* logger;
   std::vector<std::string> fileNames;
   bool caseInsensitive;
   std::vector<std::string> foundPaths;

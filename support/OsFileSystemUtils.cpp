@@ -12,7 +12,7 @@
 #include <cstring>
 
 #include "FindFiles.h"
-#include "LogLine.h"
+#include "LogSink.h"
 #include "StringTools.h"
 
 namespace xpc {
@@ -39,7 +39,7 @@ std::string octal(unsigned value) {
 
 }  // namespace
 
-OsFileSystemUtils::OsFileSystemUtils(Logger* logger) : logger(logger) {}
+OsFileSystemUtils::OsFileSystemUtils(LogSink* logger) : logger(logger) {}
 
 std::string OsFileSystemUtils::errorDetail(int error) {
   return "Error (" + std::to_string(error) + ") : " + errorText(error);
@@ -47,12 +47,12 @@ std::string OsFileSystemUtils::errorDetail(int error) {
 
 bool OsFileSystemUtils::preparePath(std::string& path, const char* emptyText) {
   if (path.empty()) {
-    logLine(logger, 4, emptyText);
+    logLine(logger, LogLevel::Error, emptyText);
     return false;
   }
   path = StringTools::normalizeSlashes(path);
   if (path.empty()) {
-    logLine(logger, 4, "The file path was empty after fixing the slashes for this OS!?");
+    logLine(logger, LogLevel::Error, "The file path was empty after fixing the slashes for this OS!?");
     return false;
   }
   return true;
@@ -71,18 +71,18 @@ std::string OsFileSystemUtils::getLogFileDirectory(std::string) { return kTempor
 std::string OsFileSystemUtils::getHomeDirectory() {
   const char* home = std::getenv("HOME");
   if (home == nullptr) {
-    logLine(logger, 4, "Unable to determine user's home directory!");
+    logLine(logger, LogLevel::Error, "Unable to determine user's home directory!");
     return "";
   }
   std::string directory = withTrailingSlash(home);
-  logLine(logger, 5, "The user's home directory is : " + directory);
+  logLine(logger, LogLevel::Progress, "The user's home directory is : " + directory);
   return directory;
 }
 
 std::string OsFileSystemUtils::getCurrentDirectory() {
   char buffer[PATH_MAX];
   if (getcwd(buffer, sizeof(buffer)) == nullptr) {
-    logLine(logger, 4, "Unable to determine the current directory!  (" + errorDetail(errno) + ")");
+    logLine(logger, LogLevel::Error, "Unable to determine the current directory!  (" + errorDetail(errno) + ")");
     return "";
   }
   return withTrailingSlash(buffer);
@@ -91,12 +91,12 @@ std::string OsFileSystemUtils::getCurrentDirectory() {
 std::string OsFileSystemUtils::getDesktopDirectory() {
   std::string home = getHomeDirectory();
   if (home.empty()) {
-    logLine(logger, 4, "Unable to determine the path to the user's desktop!");
+    logLine(logger, LogLevel::Error, "Unable to determine the path to the user's desktop!");
     return "";
   }
   std::string desktop = home + "Desktop";
   if (!directoryExists(desktop, false)) {
-    logLine(logger, 4, "The user's desktop path isn't where we expected!");
+    logLine(logger, LogLevel::Error, "The user's desktop path isn't where we expected!");
     return "";
   }
   return withTrailingSlash(desktop);
@@ -109,12 +109,12 @@ bool OsFileSystemUtils::fileExists(std::string path) {
   FILE* file = std::fopen(path.c_str(), "r");
   if (file == nullptr) {
     int error = errno;
-    logLine(logger, 6, "File '" + path + "' does *NOT* exist.");
-    logLine(logger, 6, errorDetail(error));
+    logLine(logger, LogLevel::Detail, "File '" + path + "' does *NOT* exist.");
+    logLine(logger, LogLevel::Detail, errorDetail(error));
     return false;
   }
   std::fclose(file);
-  logLine(logger, 6, "File '" + path + "' exists!");
+  logLine(logger, LogLevel::Detail, "File '" + path + "' exists!");
   return true;
 }
 
@@ -122,15 +122,15 @@ OsFileSystemUtils::DirectoryState OsFileSystemUtils::probeDirectory(const std::s
   DIR* directory = opendir(path.c_str());
   if (directory != nullptr) {
     closedir(directory);
-    logLine(logger, 6, "The directory '" + path + "' exists.");
+    logLine(logger, LogLevel::Detail, "The directory '" + path + "' exists.");
     return DirectoryState::Exists;
   }
   int error = errno;
-  logLine(logger, 6, "The directory '" + path + "' does *NOT* exist.");
+  logLine(logger, LogLevel::Detail, "The directory '" + path + "' does *NOT* exist.");
   if (error == ENOENT) return DirectoryState::Missing;
-  logLine(logger, 4, "Error while trying to determine if the directory '" + path +
-                         "' exists.  Error : " + std::to_string(error));
-  logLine(logger, 4, "   Error string : " + errorText(error));
+  logLine(logger, LogLevel::Error, "Error while trying to determine if the directory '" + path +
+                                   "' exists.  Error : " + std::to_string(error));
+  logLine(logger, LogLevel::Error, "   Error string : " + errorText(error));
   return DirectoryState::Error;
 }
 
@@ -143,20 +143,20 @@ bool OsFileSystemUtils::checkDirectoryExists(std::string path) {
 
 bool OsFileSystemUtils::directoryExists(std::string path, bool create) {
   if (path.empty()) {
-    logLine(logger, 4, "The path that we were requested to check was empty!  Returning false!");
+    logLine(logger, LogLevel::Error, "The path that we were requested to check was empty!  Returning false!");
     return false;
   }
   path = StringTools::normalizeSlashes(path);
-  logLine(logger, 5, "Checking to see if the path '" + path + "' exists.");
+  logLine(logger, LogLevel::Progress, "Checking to see if the path '" + path + "' exists.");
 
   std::string rest = path;
   if (rest.size() > 1 && StringTools::endsWith(rest, "/")) rest.pop_back();
   bool absolute = StringTools::startsWith(rest, "/");
   std::vector<std::string> pieces = StringTools::split(rest, '/');
-  logLine(logger, 6, "Path split to " + std::to_string(pieces.size()) + " piece(s).");
+  logLine(logger, LogLevel::Detail, "Path split to " + std::to_string(pieces.size()) + " piece(s).");
   // Nothing but blanks: there is no level to look for.
   if (pieces.empty()) {
-    logLine(logger, 5, "Desired path was NOT found.");
+    logLine(logger, LogLevel::Progress, "Desired path was NOT found.");
     return false;
   }
 
@@ -164,32 +164,32 @@ bool OsFileSystemUtils::directoryExists(std::string path, bool create) {
   for (const std::string& piece : pieces) {
     if (piece.empty()) continue;  // the root, or doubled slashes
     prefix = StringTools::concatenateFileAndPath(piece, prefix);
-    logLine(logger, 6, "Checking if (subvalue) '" + prefix + "' exists.");
+    logLine(logger, LogLevel::Detail, "Checking if (subvalue) '" + prefix + "' exists.");
 
     DirectoryState state = probeDirectory(prefix);
     if (state == DirectoryState::Exists) {
-      logLine(logger, 6, "Sub-path '" + prefix + "' appears to exist..");
+      logLine(logger, LogLevel::Detail, "Sub-path '" + prefix + "' appears to exist..");
       continue;
     }
     if (state == DirectoryState::Error) {
-      logLine(logger, 4, "Got an error while trying to check the path '" + prefix +
-                             "'.  Returning that the path does NOT exist.");
+      logLine(logger, LogLevel::Error, "Got an error while trying to check the path '" + prefix +
+                                       "'.  Returning that the path does NOT exist.");
       return false;
     }
     if (!create) {
-      logLine(logger, 5, "The path '" + path + "' was *NOT* found.");
+      logLine(logger, LogLevel::Progress, "The path '" + path + "' was *NOT* found.");
       return false;
     }
     if (!createDirectory(prefix)) {
-      logLine(logger, 4, "Failed to create the directory '" + prefix + "'.");
+      logLine(logger, LogLevel::Error, "Failed to create the directory '" + prefix + "'.");
       return false;
     }
     if (probeDirectory(prefix) != DirectoryState::Exists) {
-      logLine(logger, 4, "Failed to verify newly created directory at : " + prefix);
+      logLine(logger, LogLevel::Error, "Failed to verify newly created directory at : " + prefix);
       return false;
     }
   }
-  logLine(logger, 5, "The path '" + path + "' was found!");
+  logLine(logger, LogLevel::Progress, "The path '" + path + "' was found!");
   return true;
 }
 
@@ -199,12 +199,12 @@ bool OsFileSystemUtils::createDirectory(std::string path) {
   }
   if (mkdir(path.c_str(), 0770) != 0) {
     int error = errno;
-    logLine(logger, 4, "Got an error while trying to create the directory '" + path +
-                           "'.  Error : " + std::to_string(error));
-    logLine(logger, 4, "   Error string : " + errorText(error));
+    logLine(logger, LogLevel::Error, "Got an error while trying to create the directory '" + path +
+                                     "'.  Error : " + std::to_string(error));
+    logLine(logger, LogLevel::Error, "   Error string : " + errorText(error));
     return false;
   }
-  logLine(logger, 5, "Created directory '" + path + "'.");
+  logLine(logger, LogLevel::Progress, "Created directory '" + path + "'.");
   return true;
 }
 
@@ -215,14 +215,14 @@ bool OsFileSystemUtils::fileOwnerHasExecutePermission(std::string path) {
   struct stat info;
   if (stat(path.c_str(), &info) != 0) {
     int error = errno;
-    logLine(logger, 4, "Unable to determine the execute permissions of the file '" + path + "'!  (" +
+    logLine(logger, LogLevel::Error, "Unable to determine the execute permissions of the file '" + path + "'!  (" +
                            errorDetail(error) + ")");
     return false;
   }
-  logLine(logger, 6, "The file '" + path + "' is owned by UID '" + std::to_string(info.st_uid) +
-                         "' and has file permissions of '" + octal(info.st_mode & 07777) + "'.");
+  logLine(logger, LogLevel::Detail, "The file '" + path + "' is owned by UID '" + std::to_string(info.st_uid) +
+                                    "' and has file permissions of '" + octal(info.st_mode & 07777) + "'.");
   bool executable = (info.st_mode & S_IXUSR) != 0;
-  logLine(logger, 6, executable ? "    The file owner does have execute permission on the file."
+  logLine(logger, LogLevel::Detail, executable ? "    The file owner does have execute permission on the file."
                                 : "    The file owner *DOES NOT* have execute permission on the file!");
   return executable;
 }
@@ -232,14 +232,14 @@ bool OsFileSystemUtils::getFileCreationTime(std::string path, time_t& seconds) {
     return false;
   }
   if (!fileExists(path)) {
-    logLine(logger, 4, "The file '" + path +
-                           "' does not exist while trying to get the creation timestamp of a file!");
+    logLine(logger, LogLevel::Error, "The file '" + path +
+                                     "' does not exist while trying to get the creation timestamp of a file!");
     return false;
   }
   struct stat info;
   if (stat(path.c_str(), &info) != 0) {
     int error = errno;
-    logLine(logger, 4, "Unable to stat the file '" + path + "'!  (" + errorDetail(error) + ")");
+    logLine(logger, LogLevel::Error, "Unable to stat the file '" + path + "'!  (" + errorDetail(error) + ")");
     return false;
   }
   seconds = info.st_ctime;
@@ -253,18 +253,18 @@ bool OsFileSystemUtils::writeFile(std::string path, const char* mode, const void
   FILE* file = std::fopen(path.c_str(), mode);
   if (file == nullptr) {
     int error = errno;
-    logLine(logger, 4, "Unable to create a binary file. (errno = " + std::to_string(error) +
-                           "  string = " + errorText(error) + ")");
-    logLine(logger, 4, "Failed to write file to temporary file path : " + path);
+    logLine(logger, LogLevel::Error, "Unable to create a binary file. (errno = " + std::to_string(error) +
+                                     "  string = " + errorText(error) + ")");
+    logLine(logger, LogLevel::Error, "Failed to write file to temporary file path : " + path);
     return false;
   }
   bool written = std::fwrite(bytes, 1, length, file) == length;
   written = (std::fclose(file) == 0) && written;
   if (!written) {
-    logLine(logger, 4, "Failed to write file to temporary file path : " + path);
+    logLine(logger, LogLevel::Error, "Failed to write file to temporary file path : " + path);
     return false;
   }
-  logLine(logger, 6, successText + path);
+  logLine(logger, LogLevel::Detail, successText + path);
   return true;
 }
 
@@ -278,7 +278,7 @@ bool OsFileSystemUtils::writeStringToFile(std::string path, std::string text) {
 bool OsFileSystemUtils::writeBinaryToFile(std::string path, const unsigned char* bytes,
                                           std::size_t length) {
   if (bytes == nullptr && length > 0) {
-    logLine(logger, 4, "The data provided to writeBinaryToFile() was NULL!");
+    logLine(logger, LogLevel::Error, "The data provided to writeBinaryToFile() was NULL!");
     return false;
   }
   return writeFile(path, "wb", bytes, length, "The string provided to writeBinaryToFile() was empty!",
@@ -290,8 +290,8 @@ std::string OsFileSystemUtils::writeToTempLocation(std::string name, Writer writ
   if (!preparePath(name, "The file name provided to write a temporary file was empty!")) return "";
   // preparePath has turned any backslash into a slash.
   if (name.find('/') != std::string::npos) {
-    logLine(logger, 4, "Unable to write data to a temporary file!  The filename passed in appears "
-                       "to include some path componenets, which is not allowed!");
+    logLine(logger, LogLevel::Error, "Unable to write data to a temporary file!  The filename passed in appears "
+                                     "to include some path componenets, which is not allowed!");
     return "";
   }
 
@@ -302,8 +302,8 @@ std::string OsFileSystemUtils::writeToTempLocation(std::string name, Writer writ
     std::string path = StringTools::stripInvalidPathnameCharacters(directory + name);
     if (createFreshFile(path) && write(path)) return path;
   }
-  logLine(logger, 4, "Unable to write data to a temporary file!  No temporary locations appear to "
-                     "be writeable!");
+  logLine(logger, LogLevel::Error, "Unable to write data to a temporary file!  No temporary locations appear to "
+                                   "be writeable!");
   return "";
 }
 
@@ -324,9 +324,9 @@ std::string OsFileSystemUtils::readFileToString(std::string path) {
   if (file == nullptr) {
     int error = errno;
     if (descriptor >= 0) close(descriptor);
-    logLine(logger, 4, "Unable to open the file '" + path + "' for reading!  Error : " +
+    logLine(logger, LogLevel::Error, "Unable to open the file '" + path + "' for reading!  Error : " +
                            std::to_string(error));
-    logLine(logger, 4, "   Error string : " + errorText(error));
+    logLine(logger, LogLevel::Error, "   Error string : " + errorText(error));
     return "";
   }
   // Line by line through a fixed buffer: a line longer than the buffer comes
@@ -346,14 +346,14 @@ bool OsFileSystemUtils::deleteFile(std::string path) {
   if (!preparePath(path, "No file name was provided while attempting to delete a file!")) {
     return false;
   }
-  logLine(logger, 6, "Attempting to delete the file : " + path);
+  logLine(logger, LogLevel::Detail, "Attempting to delete the file : " + path);
   if (unlink(path.c_str()) != 0) {
     int error = errno;
-    logLine(logger, 4, "Unable to delete the file : " + path);
-    logLine(logger, 4, "   OS error string : " + errorText(error));
+    logLine(logger, LogLevel::Error, "Unable to delete the file : " + path);
+    logLine(logger, LogLevel::Error, "   OS error string : " + errorText(error));
     return false;
   }
-  logLine(logger, 5, "The file '" + path + "' was removed.");
+  logLine(logger, LogLevel::Progress, "The file '" + path + "' was removed.");
   return true;
 }
 
@@ -367,7 +367,7 @@ bool OsFileSystemUtils::createFreshFile(std::string path) {
       // A planted directory goes only if it is empty; it is never followed.
       if (rmdir(path.c_str()) != 0 && errno != ENOENT) {
         if (errno != ENOTDIR) error = errno;
-        logLine(logger, 4, "Unable to remove what is at '" + path + "' before creating the file!  (" +
+        logLine(logger, LogLevel::Error, "Unable to remove what is at '" + path + "' before creating the file!  (" +
                                errorDetail(error) + ")");
         return false;
       }
@@ -378,11 +378,11 @@ bool OsFileSystemUtils::createFreshFile(std::string path) {
       return true;
     }
     if (errno != EEXIST) {
-      logLine(logger, 4, "Unable to create the file '" + path + "'!  (" + errorDetail(errno) + ")");
+      logLine(logger, LogLevel::Error, "Unable to create the file '" + path + "'!  (" + errorDetail(errno) + ")");
       return false;
     }
   }
-  logLine(logger, 4, "Unable to create the file '" + path + "'!  Something else kept taking its place.");
+  logLine(logger, LogLevel::Error, "Unable to create the file '" + path + "'!  Something else kept taking its place.");
   return false;
 }
 
@@ -390,7 +390,7 @@ bool OsFileSystemUtils::isPlainFile(std::string path) {
   if (!preparePath(path, "No file name was provided while checking for a plain file!")) return false;
   struct stat info;
   if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
-    logLine(logger, 4, "'" + path + "' is not a plain file!");
+    logLine(logger, LogLevel::Error, "'" + path + "' is not a plain file!");
     return false;
   }
   return true;
@@ -456,7 +456,7 @@ OsFileSystemUtils::Confinement OsFileSystemUtils::deleteFileWithin(const std::st
     struct stat info;
     bool link = fstatat(directories.back(), part.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
                 S_ISLNK(info.st_mode);
-    if (link) logLine(logger, 4, "The path '" + path + "' leads through a symbolic link!");
+    if (link) logLine(logger, LogLevel::Error, "The path '" + path + "' leads through a symbolic link!");
     result = link ? Confinement::Outside : Confinement::Failed;
   }
   if (result == Confinement::Removed && !named) {
@@ -474,38 +474,38 @@ bool OsFileSystemUtils::deleteDirectory(std::string path) {
   if (!preparePath(path, "No directory name was provided while attempting to remove a directory!")) {
     return false;
   }
-  logLine(logger, 6, "Attempting to remove the directory : " + path);
+  logLine(logger, LogLevel::Detail, "Attempting to remove the directory : " + path);
   if (rmdir(path.c_str()) != 0) {
     int error = errno;
-    logLine(logger, 4, "Unable to remove the directory : " + path);
-    logLine(logger, 4, "   OS error string : " + errorText(error));
+    logLine(logger, LogLevel::Error, "Unable to remove the directory : " + path);
+    logLine(logger, LogLevel::Error, "   OS error string : " + errorText(error));
     return false;
   }
-  logLine(logger, 5, "Directory '" + path + "' was removed.");
+  logLine(logger, LogLevel::Progress, "Directory '" + path + "' was removed.");
   return true;
 }
 
 bool OsFileSystemUtils::findFiles(std::string start, std::vector<std::string> names,
                                   bool caseInsensitive, std::vector<std::string>& paths) {
   if (start.empty()) {
-    logLine(logger, 4, "No starting directory was provided while attempting to search for file names!");
+    logLine(logger, LogLevel::Error, "No starting directory was provided while attempting to search for file names!");
     return false;
   }
   if (names.empty()) {
-    logLine(logger, 4, "No file names to locate were provided while attempting to search for files!");
+    logLine(logger, LogLevel::Error, "No file names to locate were provided while attempting to search for files!");
     return false;
   }
   FindFiles finder(logger);
   if (!finder.addFileNamesToLocate(names)) {
-    logLine(logger, 4, "Unable to add the list of file names to search for!");
+    logLine(logger, LogLevel::Error, "Unable to add the list of file names to search for!");
     return false;
   }
   if (caseInsensitive) {
-    logLine(logger, 5, "Setting up a case insensitive file search!");
+    logLine(logger, LogLevel::Progress, "Setting up a case insensitive file search!");
     finder.setCaseInsensitive(true);
   }
   if (!finder.findFiles(start)) {
-    logLine(logger, 4, "Failed to search for the target file names!");
+    logLine(logger, LogLevel::Error, "Failed to search for the target file names!");
     return false;
   }
   paths = finder.getFoundPaths();

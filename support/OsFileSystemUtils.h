@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-class Logger;
+class LogSink;
 
 namespace xpc {
 
@@ -13,7 +13,7 @@ namespace xpc {
 // returned here end in "/"; an empty one means failure.
 class OsFileSystemUtils {
  public:
-  explicit OsFileSystemUtils(Logger* logger);
+  explicit OsFileSystemUtils(LogSink* logger);
 
   // "Error (<errno>) : <text>", as the failure lines of file operations quote it.
   static std::string errorDetail(int error);
@@ -78,7 +78,7 @@ class OsFileSystemUtils {
   template <typename Writer>
   std::string writeToTempLocation(std::string name, Writer write);
 
-  Logger* logger;
+  LogSink* logger;
 };
 
 }  // namespace xpc

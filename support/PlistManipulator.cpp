@@ -1,21 +1,21 @@
 #include "PlistManipulator.h"
 
 #include "CFRef.h"
-#include "LogLine.h"
+#include "LogSink.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
 
-PlistManipulator::PlistManipulator(Logger* logger)
+PlistManipulator::PlistManipulator(LogSink* logger)
     : DictionaryHelper(logger), errorUtils(logger), logger(logger) {}
 
 bool PlistManipulator::clearActiveDictionary() {
-  logLine(logger, 4, "Cannot call clearActiveDictionary() on the PlistManipulator class!");
+  logLine(logger, LogLevel::Error, "Cannot call clearActiveDictionary() on the PlistManipulator class!");
   return false;
 }
 
 bool PlistManipulator::createNewDictionary() {
-  logLine(logger, 4, "Cannot call createNewDictionary() on the PlistManipulator class!");
+  logLine(logger, LogLevel::Error, "Cannot call createNewDictionary() on the PlistManipulator class!");
   return false;
 }
 
@@ -26,21 +26,21 @@ CFPropertyListRef PlistManipulator::getPropertyList() const { return getDictiona
 bool PlistManipulator::loadPlistFile(std::string path) {
   CFRef<CFStringRef> cfPath(MacStringUtils::stdStringToCfStringRef(path), RefPolicy::Adopt);
   if (!cfPath) {
-    logLine(logger, 4, "Unable to convert a standard string to a CFStringRef while caching setting "
-                       "data to memory.");
+    logLine(logger, LogLevel::Error, "Unable to convert a standard string to a CFStringRef while caching setting "
+                                     "data to memory.");
     return false;
   }
   CFRef<CFURLRef> url(
       CFURLCreateWithFileSystemPath(kCFAllocatorDefault, cfPath.get(), kCFURLPOSIXPathStyle, false),
       RefPolicy::Adopt);
   if (!url) {
-    logLine(logger, 4, "Unable to get a handle to the settings requested!");
+    logLine(logger, LogLevel::Error, "Unable to get a handle to the settings requested!");
     return false;
   }
   CFRef<CFReadStreamRef> stream(CFReadStreamCreateWithFile(kCFAllocatorDefault, url.get()),
                                 RefPolicy::Adopt);
   if (!stream) {
-    logLine(logger, 4, "Unable to get a handle to the settings requested! (2)");
+    logLine(logger, LogLevel::Error, "Unable to get a handle to the settings requested! (2)");
     return false;
   }
   return loadFromUnopenedStream(stream.get(), "Unable to open the requested setting data!");
@@ -48,7 +48,7 @@ bool PlistManipulator::loadPlistFile(std::string path) {
 
 bool PlistManipulator::loadPlistFromString(std::string text) {
   if (text.empty()) {
-    logLine(logger, 4, "The string provided to load as a plist was empty!");
+    logLine(logger, LogLevel::Error, "The string provided to load as a plist was empty!");
     return false;
   }
   // No copy: `text` outlives the stream, which is closed before we return.
@@ -58,7 +58,7 @@ bool PlistManipulator::loadPlistFromString(std::string text) {
                                         static_cast<CFIndex>(text.size()), kCFAllocatorNull),
       RefPolicy::Adopt);
   if (!stream) {
-    logLine(logger, 4, "Unable to load our plist string in to a read stream!");
+    logLine(logger, LogLevel::Error, "Unable to load our plist string in to a read stream!");
     return false;
   }
   return loadFromUnopenedStream(stream.get(), "Unable to open the input plist stream for reading!");
@@ -66,7 +66,7 @@ bool PlistManipulator::loadPlistFromString(std::string text) {
 
 bool PlistManipulator::loadFromUnopenedStream(CFReadStreamRef stream, const char* openFailureText) {
   if (!CFReadStreamOpen(stream)) {
-    logLine(logger, 4, openFailureText);
+    logLine(logger, LogLevel::Error, openFailureText);
     return false;
   }
   bool loaded = loadPlistFromStream(stream);
@@ -76,7 +76,7 @@ bool PlistManipulator::loadFromUnopenedStream(CFReadStreamRef stream, const char
 
 bool PlistManipulator::loadPlistFromStream(CFReadStreamRef stream) {
   if (stream == nullptr) {
-    logLine(logger, 4, "A NULL stream was provided to loadPlistFromStream()!");
+    logLine(logger, LogLevel::Error, "A NULL stream was provided to loadPlistFromStream()!");
     return false;
   }
   CFRef<CFErrorRef> error;
@@ -88,7 +88,7 @@ bool PlistManipulator::loadPlistFromStream(CFReadStreamRef stream) {
   if (!plist) {
     long code = error ? static_cast<long>(CFErrorGetCode(error.get())) : -1;
     // No closing parenthesis here, unlike the write error; kept as it is.
-    logLine(logger, 4, "Error loading the setting data!  (Error : " + std::to_string(code) + " -- " +
+    logLine(logger, LogLevel::Error, "Error loading the setting data!  (Error : " + std::to_string(code) + " -- " +
                            errorUtils.getCFErrorString(error.get()));
     return false;
   }
@@ -99,29 +99,29 @@ bool PlistManipulator::loadPlistFromStream(CFReadStreamRef stream) {
 
 bool PlistManipulator::writePlistFile(std::string path) {
   if (!haveActiveDictionary()) {
-    logLine(logger, 4, "There is no dictionary in memory that can be written!");
+    logLine(logger, LogLevel::Error, "There is no dictionary in memory that can be written!");
     return false;
   }
   CFRef<CFStringRef> cfPath(MacStringUtils::stdStringToCfStringRef(path), RefPolicy::Adopt);
   if (!cfPath) {
-    logLine(logger, 4, "Unable to convert a string to a CFStringRef while writing setting data!");
+    logLine(logger, LogLevel::Error, "Unable to convert a string to a CFStringRef while writing setting data!");
     return false;
   }
   CFRef<CFURLRef> url(
       CFURLCreateWithFileSystemPath(kCFAllocatorDefault, cfPath.get(), kCFURLPOSIXPathStyle, false),
       RefPolicy::Adopt);
   if (!url) {
-    logLine(logger, 4, "Unable to get a handle to the settings that we want to write!");
+    logLine(logger, LogLevel::Error, "Unable to get a handle to the settings that we want to write!");
     return false;
   }
   CFRef<CFWriteStreamRef> stream(CFWriteStreamCreateWithFile(kCFAllocatorDefault, url.get()),
                                  RefPolicy::Adopt);
   if (!stream) {
-    logLine(logger, 4, "Unable to get a handle to the settings that we want to write! (2)");
+    logLine(logger, LogLevel::Error, "Unable to get a handle to the settings that we want to write! (2)");
     return false;
   }
   if (!CFWriteStreamOpen(stream.get())) {
-    logLine(logger, 4, "Unable to open the settings with write access!");
+    logLine(logger, LogLevel::Error, "Unable to open the settings with write access!");
     return false;
   }
 
@@ -131,11 +131,11 @@ bool PlistManipulator::writePlistFile(std::string path) {
   CFWriteStreamClose(stream.get());
   if (written < 1) {
     long code = error ? static_cast<long>(CFErrorGetCode(error.get())) : -1;
-    logLine(logger, 4, "Unable to write the settings!  (Error : " + std::to_string(code) + " -- " +
+    logLine(logger, LogLevel::Error, "Unable to write the settings!  (Error : " + std::to_string(code) + " -- " +
                            errorUtils.getCFErrorString(error.get()) + ")");
     return false;
   }
-  logLine(logger, 5, "The settings were written successfully!");
+  logLine(logger, LogLevel::Progress, "The settings were written successfully!");
   return true;
 }
 

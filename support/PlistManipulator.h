@@ -16,7 +16,7 @@ namespace xpc {
 // place, because clearing is refused. Make a new instance per document.
 class PlistManipulator : public DictionaryHelper {
  public:
-  explicit PlistManipulator(Logger* logger);
+  explicit PlistManipulator(LogSink* logger);
 
   bool loadPlistFile(std::string path);
   bool loadPlistFromString(std::string text);
@@ -35,7 +35,7 @@ class PlistManipulator : public DictionaryHelper {
   bool loadFromUnopenedStream(CFReadStreamRef stream, const char* openFailureText);
 
   ErrorUtils errorUtils;
-  Logger* logger;
+  LogSink* logger;
 };
 
 }  // namespace xpc

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "LogLine.h"
+#include "LogSink.h"
 
 namespace xpc {
 
@@ -14,7 +14,7 @@ const int mod_table[] = {0, 2, 1};
 
 }  // namespace
 
-XpcBase64::XpcBase64(Logger* logger) : decodingTable(nullptr), logger(logger) {}
+XpcBase64::XpcBase64(LogSink* logger) : decodingTable(nullptr), logger(logger) {}
 
 XpcBase64::~XpcBase64() { std::free(decodingTable); }
 
@@ -30,7 +30,7 @@ void XpcBase64::buildDecodingTable() {
 
 bool XpcBase64::encode(const unsigned char* data, unsigned long length, std::string& out) {
   if (data == nullptr) {
-    logLine(logger, 4, "NULL value passed to XpcBase64::encode()!");
+    logLine(logger, LogLevel::Error, "NULL value passed to XpcBase64::encode()!");
     return false;
   }
   out.clear();
@@ -49,16 +49,16 @@ bool XpcBase64::encode(const unsigned char* data, unsigned long length, std::str
 
 unsigned char* XpcBase64::decode(std::string text, unsigned long* outLength) {
   if (outLength == nullptr) {
-    logLine(logger, 4, "NULL was passed in to XpcBase64::decode()!");
+    logLine(logger, LogLevel::Error, "NULL was passed in to XpcBase64::decode()!");
     return nullptr;
   }
   if (decodingTable == nullptr) buildDecodingTable();
   if (decodingTable == nullptr) {
-    logLine(logger, 4, "Unable to allocate memory to store result data!");
+    logLine(logger, LogLevel::Error, "Unable to allocate memory to store result data!");
     return nullptr;
   }
   if (text.size() % 4 != 0) {
-    logLine(logger, 4, "Invalid base 64 length in XpcBase64::decode()!");
+    logLine(logger, LogLevel::Error, "Invalid base 64 length in XpcBase64::decode()!");
     return nullptr;
   }
 
@@ -69,7 +69,7 @@ unsigned char* XpcBase64::decode(std::string text, unsigned long* outLength) {
 
   unsigned char* result = static_cast<unsigned char*>(std::calloc(length + 1, 1));
   if (result == nullptr) {
-    logLine(logger, 4, "Unable to allocate memory to store result data!");
+    logLine(logger, LogLevel::Error, "Unable to allocate memory to store result data!");
     return nullptr;
   }
 

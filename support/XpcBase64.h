@@ -1,14 +1,14 @@
 #pragma once
 #include <string>
 
-class Logger;
+class LogSink;
 
 namespace xpc {
 
 // Base64 with the standard alphabet and "=" padding.
 class XpcBase64 {
  public:
-  explicit XpcBase64(Logger* logger);
+  explicit XpcBase64(LogSink* logger);
   ~XpcBase64();
   XpcBase64(const XpcBase64&) = delete;
   XpcBase64& operator=(const XpcBase64&) = delete;
@@ -23,7 +23,7 @@ class XpcBase64 {
   void buildDecodingTable();
 
   unsigned char* decodingTable;
-  Logger* logger;
+  LogSink* logger;
 };
 
 }  // namespace xpc

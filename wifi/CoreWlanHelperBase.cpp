@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "LogLine.h"
+#include "Logger.h"
 #include "MacStringUtils.h"
 
 namespace xpc {
@@ -61,13 +61,13 @@ CoreWlanHelperBase::CoreWlanHelperBase(Logger* logger) : logger(logger) {}
 
 CoreWlanHelperBase::~CoreWlanHelperBase() {}
 
-void CoreWlanHelperBase::log(unsigned char level, const std::string& text) {
+void CoreWlanHelperBase::log(LogLevel level, const std::string& text) {
   logLine(logger, level, text);
 }
 
 std::string CoreWlanHelperBase::nsErrorToString(CFErrorRef error) {
   if (error == nullptr) {
-    log(4, "The NSError object provided to logNsError was NULL!");
+    log(LogLevel::Error, "The NSError object provided to logNsError was NULL!");
     return "(Invalid NSError Value)";
   }
   CFRef<CFStringRef> description(CFErrorCopyDescription(error), RefPolicy::Adopt);
@@ -84,13 +84,13 @@ std::string CoreWlanHelperBase::nsErrorToString(CFErrorRef error) {
 CoreWlanRef CoreWlanHelperBase::findInterface(const std::string& name, const char* emptyLine,
                                               const char* purpose) {
   if (name.empty()) {
-    log(4, emptyLine);
+    log(LogLevel::Error, emptyLine);
     return {};
   }
   CoreWlanRef interface = getInterfaceFromNetworkInterfaceData(name);
   if (!interface) {
-    log(4, "Unable to locate the wireless interface '" + name + "' while attempting to " + purpose +
-               "!");
+    log(LogLevel::Error, "Unable to locate the wireless interface '" + name + "' while attempting to " + purpose +
+                         "!");
   }
   return interface;
 }
@@ -98,24 +98,24 @@ CoreWlanRef CoreWlanHelperBase::findInterface(const std::string& name, const cha
 bool CoreWlanHelperBase::loadRememberedNetworks(const std::string& name, const char* doing,
                                                 const char* what, RememberedNetworks& networks) {
   if (name.empty()) {
-    log(4, std::string("Selected interface is empty while attempting to ") + what +
+    log(LogLevel::Error, std::string("Selected interface is empty while attempting to ") + what +
                " the priority of an SSID!");
     return false;
   }
   networks.interface = getInterfaceFromNetworkInterfaceData(name);
   if (!networks.interface) {
-    log(4, "Unable to find a system interface that matches '" + name + "'!");
+    log(LogLevel::Error, "Unable to find a system interface that matches '" + name + "'!");
     return false;
   }
   networks.configuration = adopt(CoreWlanPlatform::copyConfiguration(networks.interface.get()));
   if (!networks.configuration) {
-    log(4, std::string("Unable to acquire the current configuration from the target interface while ") +
+    log(LogLevel::Error, std::string("Unable to acquire the current configuration from the target interface while ") +
                doing + " the priority of the SSID!");
     return false;
   }
   networks.profiles = adopt(CoreWlanPlatform::copyNetworkProfiles(networks.configuration.get()));
   if (!networks.profiles) {
-    log(4, std::string("No current profiles were returned while attempting to ") + what +
+    log(LogLevel::Error, std::string("No current profiles were returned while attempting to ") + what +
                " the priority of an SSID!");
     return false;
   }
@@ -143,7 +143,7 @@ bool CoreWlanHelperBase::setSsidToPriorityLevel(std::string interfaceName, const
     // towards the front but never behind its current place.
     long placed = CoreWlanPlatform::count(newOrder.get());
     if (priority > static_cast<unsigned long>(placed)) {
-      log(4, "The priority " + std::to_string(priority) + " is out of range for the SSID '" +
+      log(LogLevel::Error, "The priority " + std::to_string(priority) + " is out of range for the SSID '" +
                  target + "': it can move to a priority of at most " + std::to_string(placed) +
                  ".");
       return false;
@@ -152,7 +152,7 @@ bool CoreWlanHelperBase::setSsidToPriorityLevel(std::string interfaceName, const
     found = true;
   }
   if (!found) {
-    log(3, "The SSID '" + target + "' was *NOT* found!  Cannot change the priority for it!");
+    log(LogLevel::Warning, "The SSID '" + target + "' was *NOT* found!  Cannot change the priority for it!");
     return false;
   }
 
@@ -162,11 +162,11 @@ bool CoreWlanHelperBase::setSsidToPriorityLevel(std::string interfaceName, const
   CFRef<CFErrorRef> error;
   if (!CoreWlanPlatform::commitConfiguration(networks.interface.get(), configuration.get(),
                                              error.initializeInto())) {
-    log(4, "Unable to commit the change in priority for the SSID '" + target + "'.");
-    log(4, "System error was : " + nsErrorToString(error.get()));
+    log(LogLevel::Error, "Unable to commit the change in priority for the SSID '" + target + "'.");
+    log(LogLevel::Error, "System error was : " + nsErrorToString(error.get()));
     return false;
   }
-  log(5, "The SSID '" + target + "' had its priority changed to " + std::to_string(priority) + ".");
+  log(LogLevel::Progress, "The SSID '" + target + "' had its priority changed to " + std::to_string(priority) + ".");
   return true;
 }
 
@@ -180,23 +180,23 @@ bool CoreWlanHelperBase::getSsidPriorityLevel(std::string interfaceName, const c
   for (long i = 0; i < count; ++i) {
     if (hasSsid(CoreWlanPlatform::getObjectAtIndex(networks.profiles.get(), i), target)) {
       priority = static_cast<unsigned int>(i);
-      log(5, "Found SSID/profile '" + target + "' at priority " + std::to_string(i));
+      log(LogLevel::Progress, "Found SSID/profile '" + target + "' at priority " + std::to_string(i));
       return true;
     }
   }
-  log(4, "The SSID '" + target + "' was not found on the interface '" + interfaceName +
-             "'.  Unable to determine the current priority level!");
+  log(LogLevel::Error, "The SSID '" + target + "' was not found on the interface '" + interfaceName +
+                       "'.  Unable to determine the current priority level!");
   return false;
 }
 
 bool CoreWlanHelperBase::deleteConfigurationForSsid(std::string interfaceName, const char* ssid,
                                                     unsigned long ssidLength) {
   if (interfaceName.empty()) {
-    log(4, "Invalid interface name passed to deleteConfigurationForSsid()!");
+    log(LogLevel::Error, "Invalid interface name passed to deleteConfigurationForSsid()!");
     return false;
   }
   if (ssid == nullptr || ssidLength == 0) {
-    log(4, "No SSID was provided while attempting to delete a configuration based on the SSID!");
+    log(LogLevel::Error, "No SSID name was provided while attempting to delete a configuration based on the SSID!");
     return false;
   }
   CoreWlanRef interface =
@@ -206,7 +206,7 @@ bool CoreWlanHelperBase::deleteConfigurationForSsid(std::string interfaceName, c
   CoreWlanRef configuration;
   if (current) configuration = adopt(CoreWlanPlatform::createMutableConfiguration(current.get()));
   if (!configuration) {
-    log(4, "Unable to get a mutable version of the configuration data for interface '" +
+    log(LogLevel::Error, "Unable to get a mutable version of the configuration data for interface '" +
                interfaceName + "'!");
     return false;
   }
@@ -218,14 +218,14 @@ bool CoreWlanHelperBase::deleteConfigurationForSsid(std::string interfaceName, c
   for (long i = 0; i < countOf(profiles); ++i) {
     CoreWlanObject* profile = CoreWlanPlatform::getObjectAtIndex(profiles.get(), i);
     if (hasSsid(profile, target)) {
-      log(5, "Found a configuration for SSID : " + target);
+      log(LogLevel::Progress, "Found a configuration for SSID : " + target);
       found = true;
     } else {
       CoreWlanPlatform::addObject(kept.get(), profile);
     }
   }
   if (!found) {
-    log(4, "Unable to locate the network configuration profile for SSID '" + target + "'!");
+    log(LogLevel::Error, "Unable to locate the network configuration profile for SSID '" + target + "'!");
     return false;
   }
 
@@ -233,16 +233,16 @@ bool CoreWlanHelperBase::deleteConfigurationForSsid(std::string interfaceName, c
   // A configuration without networks is not committed: removing the last
   // remembered network is refused.
   if (countOf(adopt(CoreWlanPlatform::copyNetworkProfiles(configuration.get()))) == 0) {
-    log(4, "Unable to update the in-memory configuration while deleting SSID '" + target +
-               "' from interface '" + interfaceName + "'.");
+    log(LogLevel::Error, "Unable to update the in-memory configuration while deleting SSID '" + target +
+                         "' from interface '" + interfaceName + "'.");
     return false;
   }
   CFRef<CFErrorRef> error;
   if (!CoreWlanPlatform::commitConfiguration(interface.get(), configuration.get(),
                                              error.initializeInto())) {
-    log(4, "Unable to commit the changed network configuration while deleting the SSID '" + target +
-               "' on the interface named '" + interfaceName + "'.");
-    if (error) log(4, "    Error was : " + nsErrorToString(error.get()));
+    log(LogLevel::Error, "Unable to commit the changed network configuration while deleting the SSID '" + target +
+                         "' on the interface named '" + interfaceName + "'.");
+    if (error) log(LogLevel::Error, "    Error was : " + nsErrorToString(error.get()));
     return false;
   }
   return true;
@@ -256,10 +256,10 @@ bool CoreWlanHelperBase::getCurrentSsid(std::string interfaceName, char** ssid,
   if (!interface) return false;
   std::string current;
   if (!ssidOf(interface.get(), current)) {
-    log(4, "Interface is either not associated, or there was an error with the API to get the SSID.");
+    log(LogLevel::Error, "Interface is either not associated, or there was an error with the API to get the SSID.");
     return false;
   }
-  log(5, "Interface " + interfaceName + " is currently associated to '" + current + "'.");
+  log(LogLevel::Progress, "Interface " + interfaceName + " is currently associated to '" + current + "'.");
   *ssid = new char[current.size() + 1];
   memcpy(*ssid, current.c_str(), current.size() + 1);
   length = current.size();
@@ -292,8 +292,8 @@ bool CoreWlanHelperBase::setPowerOn(std::string interfaceName, bool on) {
   if (!interface) return false;
   CFRef<CFErrorRef> error;
   if (!CoreWlanPlatform::setPower(interface.get(), on, error.initializeInto())) {
-    log(4, "Unable to change the on/off state of the wireless interface!");
-    log(4, "   Mac error string : " + nsErrorToString(error.get()));
+    log(LogLevel::Error, "Unable to change the on/off state of the wireless interface!");
+    log(LogLevel::Error, "   Mac error string : " + nsErrorToString(error.get()));
     return false;
   }
   return true;
@@ -306,13 +306,13 @@ std::vector<std::string> CoreWlanHelperBase::getAvailableSsids(std::string inter
   if (!interface) return {};
   CoreWlanRef networks = adopt(CoreWlanPlatform::copyCachedScanResults(interface.get()));
   if (countOf(networks) == 0) {
-    log(5, "No data in the scan cache.  Will start an active scan...");
+    log(LogLevel::Progress, "No data in the scan cache.  Will start an active scan...");
     CFRef<CFErrorRef> error;
     networks = adopt(CoreWlanPlatform::copyScanForNetworksWithName(interface.get(), nullptr,
                                                                    error.initializeInto()));
   }
   if (countOf(networks) == 0) {
-    log(4, "No scan results returned on wireless interface '" + interfaceName + "'!");
+    log(LogLevel::Error, "No scan results returned on wireless interface '" + interfaceName + "'!");
     return {};
   }
   return ssidsOf(networks);
@@ -327,7 +327,7 @@ std::vector<std::string> CoreWlanHelperBase::getConfiguredSsids(std::string inte
   CoreWlanRef profiles;
   if (configuration) profiles = adopt(CoreWlanPlatform::copyNetworkProfiles(configuration.get()));
   std::vector<std::string> ssids = ssidsOf(profiles);
-  log(5, "Found " + std::to_string(ssids.size()) + " already configured networks.");
+  log(LogLevel::Progress, "Found " + std::to_string(ssids.size()) + " already configured networks.");
   return ssids;
 }
 
@@ -343,7 +343,7 @@ CoreWlanRef CoreWlanHelperBase::getScanData(CoreWlanObject* interface, const cha
                                             unsigned long ssidLength, bool refreshScan,
                                             bool active) {
   if (interface == nullptr) {
-    log(4, "Our wireless interface object was NULL while trying to get scan data!");
+    log(LogLevel::Error, "Our wireless interface object was NULL while trying to get scan data!");
     return {};
   }
   if (!refreshScan && !active) {
@@ -353,28 +353,28 @@ CoreWlanRef CoreWlanHelperBase::getScanData(CoreWlanObject* interface, const cha
   CFRef<CFStringRef> name;
   if (ssidLength != 0) {
     std::string target = ssidText(ssid, ssidLength);
-    log(5, "Scanning for the SSID : " + target);
+    log(LogLevel::Progress, "Scanning for the SSID : " + target);
     name.reset(MacStringUtils::stdStringToCfStringRef(target), RefPolicy::Adopt);
   } else {
-    log(5, "Doing a non-SSID specific scan.");
+    log(LogLevel::Progress, "Doing a non-SSID specific scan.");
   }
   CFRef<CFErrorRef> error;
   CoreWlanRef results = adopt(
       CoreWlanPlatform::copyScanForNetworksWithName(interface, name.get(), error.initializeInto()));
   if (countOf(results) > 0) return results;
-  log(4, "Didn't get any scan results, even with an active scan!");
-  if (error) log(4, "     System error : " + nsErrorToString(error.get()));
+  log(LogLevel::Error, "Didn't get any scan results, even with an active scan!");
+  if (error) log(LogLevel::Error, "     System error : " + nsErrorToString(error.get()));
   return {};
 }
 
 CoreWlanRef CoreWlanHelperBase::getConfigFromScanData(const char* ssid, unsigned long ssidLength,
                                                       CoreWlanObject* results) {
   if (ssid == nullptr || ssidLength == 0) {
-    log(4, "No target SSID provided while attempting to locate our SSID in the scan results!");
+    log(LogLevel::Error, "No target SSID provided while attempting to locate our SSID in the scan results!");
     return {};
   }
   if (results == nullptr) {
-    log(4, "No scan results were provided while attempting to locate an SSID!");
+    log(LogLevel::Error, "No scan results were provided while attempting to locate an SSID!");
     return {};
   }
   std::string target = ssidText(ssid, ssidLength);
@@ -385,13 +385,13 @@ CoreWlanRef CoreWlanHelperBase::getConfigFromScanData(const char* ssid, unsigned
     CoreWlanObject* network = CoreWlanPlatform::getObjectAtIndex(results, i);
     std::string name;
     ssidOf(network, name);
-    log(5, "Checking if SSID '" + name + "' is the network we are looking for...");
+    log(LogLevel::Progress, "Checking if SSID '" + name + "' is the network we are looking for...");
     if (!hasSsid(network, target)) continue;
     long rssi = CoreWlanPlatform::rssiValue(network);
     if (best == nullptr) {
-      log(5, "Found our first instance of SSID : '" + name + "'.   RSSI : " + std::to_string(rssi));
+      log(LogLevel::Progress, "Found our first instance of SSID : '" + name + "'.   RSSI : " + std::to_string(rssi));
     } else if (rssi > bestRssi) {
-      log(5, "Found a better instance of our SSID '" + name + "'.  Old RSSI : " +
+      log(LogLevel::Progress, "Found a better instance of our SSID '" + name + "'.  Old RSSI : " +
                  std::to_string(bestRssi) + "  New RSSI : " + std::to_string(rssi));
     } else {
       continue;  // a tie keeps the instance seen first
@@ -416,45 +416,45 @@ CoreWlanRef CoreWlanHelperBase::scanDataWithinAttempts(CoreWlanObject* interface
 CoreWlanRef CoreWlanHelperBase::getBestConfigForSsid(CoreWlanObject* interface, const char* ssid,
                                                      unsigned long ssidLength, bool refreshScan) {
   if (interface == nullptr) {
-    log(4, "No valid interface was provided while attempting to locate the best configuration for "
-           "an SSID!");
+    log(LogLevel::Error, "No valid interface was provided while attempting to locate the best configuration for "
+                         "an SSID!");
     return {};
   }
   if (ssid == nullptr || ssidLength == 0) {
-    log(4, "No SSID was provided while attempting to find the best configuration for the SSID!");
+    log(LogLevel::Error, "No SSID was provided while attempting to find the best configuration for the SSID!");
     return {};
   }
   CoreWlanRef cached = scanDataWithinAttempts(interface, ssid, ssidLength, refreshScan, false);
   if (cached) {
     CoreWlanRef best = getConfigFromScanData(ssid, ssidLength, cached.get());
     if (best) {
-      log(5, "Found our network! (1)");
+      log(LogLevel::Progress, "Found our network! (1)");
       return best;
     }
   }
-  log(5, "Network wasn't found in our scan cache..  Trying an active scan..");
+  log(LogLevel::Progress, "Network wasn't found in our scan cache..  Trying an active scan..");
   // Only missing scan data is retried: a scan that lacks the network is final.
   CoreWlanRef scanned = scanDataWithinAttempts(interface, ssid, ssidLength, refreshScan, true);
   if (scanned) return getConfigFromScanData(ssid, ssidLength, scanned.get());
-  log(4, "Unable to locate any wireless network scan data!  Is the interface powered on!?");
+  log(LogLevel::Error, "Unable to locate any wireless network scan data!  Is the interface powered on!?");
   return {};
 }
 
 bool CoreWlanHelperBase::connectToSsid(std::string interfaceName, const char* ssid,
                                        unsigned long ssidLength, bool refreshScan) {
   if (interfaceName.empty()) {
-    log(4, "No interface name was provided while attempting to connect to an SSID!");
+    log(LogLevel::Error, "No interface name was provided while attempting to connect to an SSID!");
     return false;
   }
   if (ssid == nullptr || ssidLength == 0) {
-    log(4, "No SSID was provided while attempting to connect to an SSID!");
+    log(LogLevel::Error, "No SSID was provided while attempting to connect to an SSID!");
     return false;
   }
   if (!interfaceIsPoweredOn(interfaceName)) {
-    log(5, "The wireless interface isn't power on.  Will turn it on.");
+    log(LogLevel::Progress, "The wireless interface isn't power on.  Will turn it on.");
     if (!setPowerOn(interfaceName, true)) {
-      log(4, "Unable to power on the wireless interface while attempting to connect to a wireless "
-             "network!");
+      log(LogLevel::Error, "Unable to power on the wireless interface while attempting to connect to a wireless "
+                           "network!");
       return false;
     }
   }
@@ -463,11 +463,11 @@ bool CoreWlanHelperBase::connectToSsid(std::string interfaceName, const char* ss
   std::string target = ssidText(ssid, ssidLength);
   CoreWlanRef network = getBestConfigForSsid(interface.get(), ssid, ssidLength, refreshScan);
   if (!network) {
-    log(4, "SSID '" + target + "' was not found in the scan results while attempting to connect!");
+    log(LogLevel::Error, "SSID '" + target + "' was not found in the scan results while attempting to connect!");
     return false;
   }
 
-  log(5, "Attempting to connect interface '" + interfaceName + "' to SSID '" + target + "'....");
+  log(LogLevel::Progress, "Attempting to connect interface '" + interfaceName + "' to SSID '" + target + "'....");
   CFRef<CFErrorRef> error;
   auto associate = [&] {
     return CoreWlanPlatform::associateToNetwork(interface.get(), network.get(),
@@ -475,14 +475,14 @@ bool CoreWlanHelperBase::connectToSsid(std::string interfaceName, const char* ss
   };
   bool joined = associate();
   if (!joined && error && CFErrorGetCode(error.get()) == kCouldNotCompleteError) {
-    log(5, "Attempt to connect to the wireless network resulted in an 'operation couldn't be "
-           "completed' error.  Will try again...");
+    log(LogLevel::Progress, "Attempt to connect to the wireless network resulted in an 'operation couldn't be "
+                            "completed' error.  Will try again...");
     CoreWlanPlatform::sleepSeconds(kWaitSeconds);
     joined = associate();
   }
   if (!joined) {
-    log(4, "Unable to connect to the SSID : " + target);
-    log(4, "   Mac error string : " + nsErrorToString(error.get()));
+    log(LogLevel::Error, "Unable to connect to the SSID : " + target);
+    log(LogLevel::Error, "   Mac error string : " + nsErrorToString(error.get()));
   }
   return joined;
 }

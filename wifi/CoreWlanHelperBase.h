@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "LogSink.h"
 #include "CFRef.h"
 #include "CoreWlanRef.h"
 
@@ -69,7 +70,7 @@ class CoreWlanHelperBase {
   std::string nsErrorToString(CFErrorRef error);
 
  protected:
-  void log(unsigned char level, const std::string& text);
+  void log(LogLevel level, const std::string& text);
 
   Logger* logger;
 

@@ -9,9 +9,13 @@ namespace xpc {
 std::vector<std::string> CoreWlanHelperMavericksPre::getWirelessInterfaceNames() {
   std::vector<std::string> names;
   CFRef<CFArrayRef> list(CoreWlanPlatform::copyInterfaceNames(), RefPolicy::Adopt);
-  CFIndex count = list ? CFArrayGetCount(list.get()) : 0;
+  if (!list) {
+    log(LogLevel::Error, "No interfaces were listed while getting wireless interface names!");
+    return names;
+  }
+  CFIndex count = CFArrayGetCount(list.get());
   if (count == 0) {
-    log(4, "No interfaces were listed while getting wireless interface names!");
+    log(LogLevel::Error, "Unable to get an enumerator to get the list of wireless interface names!");
     return names;
   }
   for (CFIndex i = 0; i < count; ++i) {
@@ -23,7 +27,7 @@ std::vector<std::string> CoreWlanHelperMavericksPre::getWirelessInterfaceNames()
 
 CoreWlanRef CoreWlanHelperMavericksPre::getInterfaceFromNetworkInterfaceData(std::string name) {
   if (StringTools::stringIsEmpty(name)) {
-    log(4, "No interface name provided while attempting to get an interface object!");
+    log(LogLevel::Error, "No interface name provided while attempting to get an interface object!");
     return {};
   }
   CFRef<CFStringRef> interfaceName(MacStringUtils::stdStringToCfStringRef(name), RefPolicy::Adopt);

@@ -10,7 +10,7 @@ std::vector<std::string> CoreWlanHelperYosemitePlus::getWirelessInterfaceNames()
   CoreWlanRef interfaces(CoreWlanPlatform::copyClientInterfaces(), RefPolicy::Adopt);
   long count = interfaces ? CoreWlanPlatform::count(interfaces.get()) : 0;
   if (count == 0) {
-    log(4, "CoreWlan didn't provide us with a list of wireless interface names!");
+    log(LogLevel::Error, "CoreWlan didn't provide us with a list of wireless interface names!");
     return names;
   }
   for (long i = 0; i < count; ++i) {
@@ -18,7 +18,7 @@ std::vector<std::string> CoreWlanHelperYosemitePlus::getWirelessInterfaceNames()
         CoreWlanPlatform::copyInterfaceName(CoreWlanPlatform::getObjectAtIndex(interfaces.get(), i)),
         RefPolicy::Adopt);
     names.push_back(MacStringUtils::cfStringRefToStdString(name.get()));
-    log(5, "Saved interface '" + names.back() + "' as a wireless interface.");
+    log(LogLevel::Progress, "Saved interface '" + names.back() + "' as a wireless interface.");
   }
   return names;
 }
@@ -27,8 +27,8 @@ CoreWlanRef CoreWlanHelperYosemitePlus::getInterfaceFromNetworkInterfaceData(std
   // No test for an empty name here: the framework finds no interface for it.
   CFRef<CFStringRef> interfaceName(MacStringUtils::stdStringToCfStringRef(name), RefPolicy::Adopt);
   if (!interfaceName) {
-    log(4, "Unable to convert our interface name to an NSString while getting our interface object "
-           "from an interface name!");
+    log(LogLevel::Error, "Unable to convert our interface name to an NSString while getting our interface object "
+                         "from an interface name!");
     return {};
   }
   return CoreWlanRef(CoreWlanPlatform::copyClientInterfaceWithName(interfaceName.get()),

@@ -22,8 +22,9 @@ class CoreWlanPlatform {
   static void release(CoreWlanObject* object);
 
   // Interfaces before 10.10: class operations of CWInterface. The names
-  // come as an array in the set's enumeration order, null when the framework
-  // gives no set. A null name means the default interface.
+  // come as an array in the set's enumeration order: null when the framework
+  // gives no set or an empty one, empty when the set gives no enumerator. A
+  // null name means the default interface.
   static CFArrayRef copyInterfaceNames();
   static CoreWlanObject* copyInterfaceWithName(CFStringRef name);
   // Interfaces from 10.10: the shared CWWiFiClient. Null when it gives no array.

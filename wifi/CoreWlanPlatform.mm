@@ -44,7 +44,10 @@ void CoreWlanPlatform::release(CoreWlanObject* handle) { [object(handle) release
 CFArrayRef CoreWlanPlatform::copyInterfaceNames() {
   @autoreleasepool {
     NSSet* names = [CWInterface interfaceNames];
-    return names != nil ? reinterpret_cast<CFArrayRef>([[names allObjects] retain]) : nullptr;
+    if ([names count] == 0) return nullptr;
+    NSEnumerator* enumerator = [names objectEnumerator];
+    NSArray* list = enumerator != nil ? [enumerator allObjects] : @[];
+    return reinterpret_cast<CFArrayRef>([list retain]);
   }
 }
 

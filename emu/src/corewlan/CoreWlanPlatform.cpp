@@ -213,7 +213,7 @@ CFArrayRef CoreWlanPlatform::copyInterfaceNames() {
     Owned<CFStringRef> text(emu::sc::createString(name));
     CFArrayAppendValue(names, text.get());
   }
-  return names;
+  return CFArrayGetCount(names) > 0 ? names : (CFRelease(names), nullptr);
 }
 
 // Null names the default interface, the first; any other name must be one

@@ -130,7 +130,7 @@ TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
   Certificate goDaddy("Go_Daddy_Class_2_CA.crt");
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", goDaddy.der)}));
   EXPECT_TRUE(helper.logged(
-      5, "Unable to determine the common name using the first method.  Will attempt a different method."));
+      5, "Unable to determine the certificate common name using the first method.  Will attempt a different method."));
   EXPECT_TRUE(exists("Go Daddy Class 2 Certification Authority", goDaddy.thumbprint));
   EXPECT_EQ(adminTrust(goDaddy), trusted(kSecTrustSettingsResultTrustRoot));
 }

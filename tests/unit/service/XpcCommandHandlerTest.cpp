@@ -63,13 +63,13 @@ TEST_F(XpcCommandHandlerTest, BuiltInsAnswerWithTheirOwnShapesAndLogLines) {
   xpc::XpcRef version = client.sendCommand("getversion");
   EXPECT_EQ(replyKeys(version.get()), std::vector<std::string>{"Response"});
   EXPECT_EQ(replyString(version.get(), "Response"), "5.0.528");
-  // The previous request's closing lines arrive first.
-  std::vector<LogLine> versionLines{{5, "Sent response."},
-                                    {5, "Freed memory."},
-                                    {5, "Got command : getversion"},
+  std::vector<LogLine> versionLines{{5, "Got command : getversion"},
                                     {5, "Handling 'get version' request."},
                                     {5, "Created version result."}};
-  EXPECT_EQ(client.takeLogLines(), versionLines);
+  std::vector<LogLine> lines = client.takeLogLines();
+  // The previous request's closing lines may arrive first.
+  ASSERT_GE(lines.size(), versionLines.size());
+  EXPECT_EQ(std::vector<LogLine>(lines.end() - 3, lines.end()), versionLines);
   EXPECT_TRUE(offered.empty()) << "built-ins are never offered to a family";
 }
 

@@ -27,7 +27,7 @@ void Logger::setRequestConnection(xpc_connection_t requester) { requestConnectio
 
 void Logger::setXpcConnection(xpc_connection_t newConnection) {
   // The farewell goes to the client being detached, never to the new one.
-  send(connection.load(), 5, "Set a new logging connection.");
+  send(connection.load(), static_cast<unsigned char>(LogLevel::Progress), "Set a new logging connection.");
   connection.store(newConnection);
   connectionSet = true;
 }

@@ -3,11 +3,13 @@
 
 #include <atomic>
 #include <string>
+#include <utility>
+
+#include "LogSink.h"
 
 // The process's one log sink. Every line goes to the most recently attached
 // client as a {"LogLine", "LogLevel"} message; with no client attached the line
-// is dropped. Levels: 1 notable outcome, 3 warning, 4 error, 5 progress,
-// 6 detail.
+// is dropped.
 //
 // While a request runs, its lines go to the client that sent it instead,
 // whichever client is attached: with several clients, each sees only the
@@ -17,14 +19,17 @@
 // one event at a time and a connection's lifetime belongs to the XPC runtime.
 // Each line reads its destination once, so a line being sent while another
 // thread re-attaches goes to one connection or none.
-class Logger {
+class Logger : public LogSink {
  public:
   Logger();
   ~Logger();
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
-  void addLine(unsigned char level, std::string text);
+  void addLine(unsigned char level, std::string text) override;
+  void addLine(LogLevel level, std::string text) {
+    addLine(static_cast<unsigned char>(level), std::move(text));
+  }
 
   // Attaches a new client (or none). The previous client, if any, is told
   // first, so the farewell never reaches the new one.
