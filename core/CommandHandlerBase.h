@@ -18,7 +18,9 @@
 //  2. an empty command name: return an Error reply with the family's text;
 //  3. a (lower-cased) match with one of its words: read the row's required
 //     arguments (an Error reply names the first one missing), run the
-//     handler, return its reply;
+//     handler, return its reply; a handler that first opens what it works on
+//     (so that the opening is logged even for a refused request) checks the
+//     arguments itself, with refuseMissing();
 //  4. no match: return null.
 class CommandHandlerBase {
  public:
@@ -38,6 +40,9 @@ class CommandHandlerBase {
   static std::string getStringFromXpc(xpc_object_t message, std::string key);
 
  protected:
+  // When a row's required arguments are checked: before its handler runs, or
+  // by the handler (refuseMissing()) once it has opened what it works on.
+  enum class ArgumentCheck { BeforeHandler, ByHandler };
   // One row of a family's table: the word, its handler, and the arguments
   // the handler cannot do without, in the order they are checked.
   template <typename Family>
@@ -45,6 +50,7 @@ class CommandHandlerBase {
     const char* word;
     xpc_object_t (Family::*handler)(const Request& request);
     std::vector<Request::Required> required;
+    ArgumentCheck check = ArgumentCheck::BeforeHandler;
   };
   // What a family answers when there is nothing to look up.
   struct FamilyTexts {
@@ -65,13 +71,18 @@ class CommandHandlerBase {
     std::string word = texts.caseSensitive ? command : xpc::StringTools::stringToLower(command);
     for (const Command<Family>& row : table) {
       if (word != row.word) continue;
-      Request request(message);
-      std::string missing = request.missing(row.required);
-      if (!missing.empty()) return createError(message, missing);
+      Request request(message, row.required);
+      if (row.check == ArgumentCheck::BeforeHandler) {
+        if (xpc_object_t refusal = refuseMissing(request)) return refusal;
+      }
       return (static_cast<Family*>(this)->*row.handler)(request);
     }
     return nullptr;
   }
+
+  // The Error reply naming the request's first missing required argument,
+  // or null when it has them all.
+  xpc_object_t refuseMissing(const Request& request);
 
   void log(LogLevel level, const std::string& text);
 

@@ -25,7 +25,7 @@ std::string Request::bytes(const char* key) const {
   return data == nullptr ? std::string() : std::string(static_cast<const char*>(data), length);
 }
 
-std::string Request::missing(const std::vector<Required>& required) const {
+std::string Request::missing() const {
   for (const Required& argument : required) {
     bool present = argument.kind == Required::Bytes   ? !bytes(argument.key).empty()
                    : argument.kind == Required::AnyText ? xpc_dictionary_get_string(message, argument.key) != nullptr

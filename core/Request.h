@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The arguments of one request dictionary, read by type. A missing value, or
@@ -19,7 +20,8 @@ class Request {
     Kind kind = Text;
   };
 
-  explicit Request(xpc_object_t message) : message(message) {}
+  explicit Request(xpc_object_t message, std::vector<Required> required = {})
+      : message(message), required(std::move(required)) {}
 
   std::string string(const char* key) const;
   bool boolean(const char* key) const;
@@ -33,7 +35,9 @@ class Request {
 
   // The text of the first required argument that is missing, in table
   // order; empty when all are there.
-  std::string missing(const std::vector<Required>& required) const;
+  std::string missing() const;
 
   xpc_object_t const message;
+  // What the command cannot do without, from its row of the family's table.
+  const std::vector<Required> required;
 };

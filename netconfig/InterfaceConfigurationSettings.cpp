@@ -21,6 +21,8 @@ xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
                                                            xpc_object_t message) {
   using Self = InterfaceConfigurationSettings;
   // The two automatic proxy modes share the "disable" wording on purpose.
+  // Commands that work on the network preferences open them before they look
+  // at their arguments.
   static const Command<Self> kCommands[] = {
       {"commitmobileconfig", &Self::commitMobileconfigData,
        {{"MobileConfigPath", "Invalid data provided while trying to commit the profile to the OS!"}}},
@@ -30,22 +32,24 @@ xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
          Request::Required::Bytes}}},
       {"proxysetmanualserver", &Self::setManualProxyServer,
        {{"Uuid", "Invalid data provided while trying to set a static proxy server!"},
-        {"NewValue", "Invalid data provided while trying to set a static proxy server! (2)"}}},
+        {"NewValue", "Invalid data provided while trying to set a static proxy server! (2)"}},
+       ArgumentCheck::ByHandler},
       {"proxydisable", &Self::disableProxyServer,
-       {{"Uuid", "Invalid data provided while trying to disable the proxy server!"}}},
+       {{"Uuid", "Invalid data provided while trying to disable the proxy server!"}}, ArgumentCheck::ByHandler},
       {"proxyautobyurl", &Self::setAutoByUrlProxy,
        {{"Uuid", "Invalid data provided while trying to disable the proxy server!"},
-        {"Url", "Invalid data provided while trying to disable the proxy server! (2)"}}},
+        {"Url", "Invalid data provided while trying to disable the proxy server! (2)"}}, ArgumentCheck::ByHandler},
       {"proxysetautodetected", &Self::setAutodetectedProxyServer,
-       {{"Uuid", "Invalid data provided while trying to disable the proxy server!"}}},
+       {{"Uuid", "Invalid data provided while trying to disable the proxy server!"}}, ArgumentCheck::ByHandler},
       {"setnetworkprotocolenabled", &Self::setNetworkProtocolEnabled,
        {{"Uuid", "Invalid data provided while trying to change the state of a protocol!"},
-        {"ProtocolConstant", "Invalid data provided while trying to change the state of a protocol!"}}},
+        {"ProtocolConstant", "Invalid data provided while trying to change the state of a protocol!"}},
+       ArgumentCheck::ByHandler},
       {"setipv6toautomatic", &Self::setIpv6ToAutomatic,
-       {{"Uuid", "Invalid data provided while trying to set IPv6 to automatic!"}}},
+       {{"Uuid", "Invalid data provided while trying to set IPv6 to automatic!"}}, ArgumentCheck::ByHandler},
       {"setinttoconfigpath", &Self::setIntToConfigPath,
        {{"Path", "Invalid data provided while trying to change a system setting!"},
-        {"Key", "Invalid data provided while trying to change a system setting! (2)"}}},
+        {"Key", "Invalid data provided while trying to change a system setting! (2)"}}, ArgumentCheck::ByHandler},
       {"setinterfaceadminstate", &Self::setIntAdminState,
        {{"InterfaceName",
          "There was no interface name provided while trying to change the up/down state of an "
@@ -53,7 +57,7 @@ xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
       {"dhcprenew", &Self::dhcpRenew,
        {{"InterfaceName",
          "There was no interface name provided while trying to a DHCP release/renew on the "
-         "interface!"}}},
+         "interface!"}}, ArgumentCheck::ByHandler},
   };
   return dispatch(
       command, message,
@@ -64,6 +68,7 @@ xpc_object_t InterfaceConfigurationSettings::handleCommand(std::string command,
 
 xpc_object_t InterfaceConfigurationSettings::setManualProxyServer(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   return createSuccessOrFailure(
       request.message, proxies.setManualProxyServer(request.string("Uuid"), request.string("NewValue"),
                                                     request.integer("Port")));
@@ -71,11 +76,13 @@ xpc_object_t InterfaceConfigurationSettings::setManualProxyServer(const Request&
 
 xpc_object_t InterfaceConfigurationSettings::disableProxyServer(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   return createSuccessOrFailure(request.message, proxies.disableProxies(request.string("Uuid")));
 }
 
 xpc_object_t InterfaceConfigurationSettings::setAutoByUrlProxy(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   return createSuccessOrFailure(
       request.message, proxies.setAutomaticProxyUrl(request.string("Uuid"), request.string("Url"),
                                                     request.boolean("ResetOthers")));
@@ -83,6 +90,7 @@ xpc_object_t InterfaceConfigurationSettings::setAutoByUrlProxy(const Request& re
 
 xpc_object_t InterfaceConfigurationSettings::setAutodetectedProxyServer(const Request& request) {
   xpc::ProxySettingHelper proxies(logger, false);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   return createSuccessOrFailure(
       request.message,
       proxies.setAutoDetectedProxyEnabled(request.string("Uuid"), request.boolean("ResetOthers")));
@@ -90,6 +98,7 @@ xpc_object_t InterfaceConfigurationSettings::setAutodetectedProxyServer(const Re
 
 xpc_object_t InterfaceConfigurationSettings::setNetworkProtocolEnabled(const Request& request) {
   xpc::SystemConfigPrefsBase preferences(logger, false);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   if (!preferences.acquireProtocolHandle(request.string("Uuid"), request.string("ProtocolConstant"))) {
     return createError(request.message,
                        "Unable to acquire a handle to the desired protocol while attempting to enable "
@@ -101,11 +110,13 @@ xpc_object_t InterfaceConfigurationSettings::setNetworkProtocolEnabled(const Req
 
 xpc_object_t InterfaceConfigurationSettings::setIpv6ToAutomatic(const Request& request) {
   xpc::Ipv6SettingHelper ipv6(logger, false);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   return createSuccessOrFailure(request.message, ipv6.setAutomatic(request.string("Uuid")));
 }
 
 xpc_object_t InterfaceConfigurationSettings::setIntToConfigPath(const Request& request) {
   xpc::SysConfigPreferencesHelper preferences(logger, false);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   return createSuccessOrFailure(
       request.message, preferences.setIntToConfigPath(request.string("Path"), request.string("Key"),
                                                       request.integer("NewValue")));
@@ -119,6 +130,7 @@ xpc_object_t InterfaceConfigurationSettings::setIntAdminState(const Request& req
 
 xpc_object_t InterfaceConfigurationSettings::dhcpRenew(const Request& request) {
   xpc::SysConfigDynamicStorePreferencesHelper store(logger);
+  if (xpc_object_t refusal = refuseMissing(request)) return refusal;
   return createSuccessOrFailure(request.message,
                                 store.requestDhcpRenew(request.string("InterfaceName")));
 }

@@ -228,6 +228,10 @@ TEST_F(InterfaceCommandsTest, MissingArgumentsGetTheirCommandsErrorText) {
     EXPECT_EQ(replyString(reply.get(), "Error"), c.error) << c.command;
   }
   EXPECT_EQ(fileBytes(kPreferencesPlist), before);
+  // A command on the network preferences opens them before it reads its arguments.
+  helper.lines();
+  helper.send("proxydisable");
+  EXPECT_TRUE(helper.logged(5, "Getting read-write handle to the settings."));
 }
 
 }  // namespace
