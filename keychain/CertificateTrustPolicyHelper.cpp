@@ -5,6 +5,7 @@
 #include "ErrorUtils.h"
 #include "LogLine.h"
 #include "MacStringUtils.h"
+#include "ReleaseLimits.h"
 
 namespace xpc {
 
@@ -123,6 +124,7 @@ bool CertificateTrustPolicyHelper::setDefaultCertificateTrustItems(SecCertificat
     // The settings are complete; a refused write is only worth a note.
     log(5, "(Error) Failed to write new trust settings for a certificate!");
     log(5, "(Error)     OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
+    if (!useUserDomain) ReleaseLimits(logger).explain(ReleaseLimits::Limit::AdminTrust);
   }
   return true;
 }

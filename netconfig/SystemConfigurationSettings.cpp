@@ -2,8 +2,10 @@
 
 #include <cstdlib>
 
+#include "FirewallStateTool.h"
 #include "LogLine.h"
 #include "NetworkLocationHelper.h"
+#include "OsRelease.h"
 #include "PlistManipulator.h"
 #include "StringTools.h"
 
@@ -168,6 +170,11 @@ bool SystemConfigurationSettings::setFirewallState(int state) {
     log(4, "The value provided to setFirewallState() wasn't 1 or 0.  Cannot change the state of "
            "the firewall!");
     return false;
+  }
+  if (xpc::OsRelease::running().atLeast(15)) {
+    if (!FirewallStateTool(logger).setGlobalState(state == 1)) return false;
+    log(5, "Set firewall state to : " + std::to_string(state));
+    return true;
   }
   xpc::PlistManipulator settings(logger);
   if (!loadAndSet(logger, settings, kFirewallPlist, "Unable to load the firewall settings!",

@@ -5,6 +5,7 @@
 #include "ExecuteProgram.h"
 #include "InterfaceConfigurationSettings.h"
 #include "OsFileSystemUtils.h"
+#include "ReleaseLimits.h"
 #include "ShellQuote.h"
 
 xpc_object_t InterfaceConfigurationSettings::commitMobileconfigData(xpc_object_t message) {
@@ -54,6 +55,7 @@ bool InterfaceConfigurationSettings::writeMobileconfigData(bool asSystemProfile,
   }
   log(4, "The attempt to install the profile resulted in error : " + std::to_string(result));
   program.logOutput();
+  xpc::ReleaseLimits(logger).explain(xpc::ReleaseLimits::Limit::ProfileInstall);
   return false;
 }
 
@@ -72,7 +74,9 @@ xpc_object_t InterfaceConfigurationSettings::setProfileToPriorityIndex(xpc_objec
         auto priority = static_cast<unsigned int>(xpc_dictionary_get_int64(message, "NewPriority"));
         auto version = static_cast<unsigned int>(xpc_dictionary_get_uint64(message, "APILevel"));
         xpc::CoreWlanHelper wifi(logger, version);
-        return wifi.setSsidToPriorityLevel(a.first, static_cast<const char*>(ssid), ssidLength,
-                                           priority);
+        bool moved = wifi.setSsidToPriorityLevel(a.first, static_cast<const char*>(ssid), ssidLength,
+                                                 priority);
+        if (moved) xpc::ReleaseLimits(logger).explain(xpc::ReleaseLimits::Limit::NetworkOrder);
+        return moved;
       });
 }
