@@ -6,6 +6,7 @@
 #include "ErrorUtils.h"
 #include "Logger.h"
 #include "MacStringUtils.h"
+#include "ReleaseLimits.h"
 
 namespace xpc {
 
@@ -124,6 +125,7 @@ bool CertificateTrustPolicyHelper::setDefaultCertificateTrustItems(SecCertificat
     // The settings are complete; a refused write is only worth a note.
     log(LogLevel::Progress, "(Error) Failed to write new trust settings for a certificate!");
     log(LogLevel::Progress, "(Error)     OS Error : " + ErrorUtils(logger).getErrorStringFromOsStatus(status));
+    if (!useUserDomain) ReleaseLimits(logger).explain(ReleaseLimits::Limit::AdminTrust);
   }
   return true;
 }

@@ -13,6 +13,7 @@
 #include "Logger.h"
 #include "MacStringUtils.h"
 #include "OsFileSystemUtils.h"
+#include "ReleaseLimits.h"
 #include "ShellQuote.h"
 
 namespace xpc {
@@ -365,6 +366,7 @@ bool KeychainHelper::installCertificateWithSecurityCommand(std::string pem, bool
   } else {
     log(LogLevel::Error, "Unable to install the requested certificate!  (Result : " + std::to_string(status) + ")");
     log(LogLevel::Progress, "Command output : " + files.readFileToString(outputPath));
+    if (!userDomain) ReleaseLimits(logger).explain(ReleaseLimits::Limit::AdminTrust);
   }
   unlink(certificatePath.c_str());
   unlink(outputPath.c_str());

@@ -4,7 +4,9 @@
 
 #include "CFCast.h"
 #include "Logger.h"
+#include "FirewallStateTool.h"
 #include "NetworkLocationHelper.h"
+#include "OsRelease.h"
 #include "PlistManipulator.h"
 
 struct SystemConfigurationSettings::LocationCommand {
@@ -155,6 +157,11 @@ bool SystemConfigurationSettings::setFirewallState(int state) {
     log(LogLevel::Error, "The value provided to setFirewallState() wasn't 1 or 0.  Cannot change the state of "
                          "the firewall!");
     return false;
+  }
+  if (xpc::OsRelease::running().atLeast(15)) {
+    if (!FirewallStateTool(logger).setGlobalState(state == 1)) return false;
+    log(LogLevel::Progress, "Set firewall state to : " + std::to_string(state));
+    return true;
   }
   xpc::PlistManipulator settings(logger);
   if (!loadAndSet(logger, settings, kFirewallPlist, "Unable to load the firewall settings!",

@@ -7,8 +7,9 @@
 
 // The commands for machine-wide settings: the software-update check schedule
 // and the firewall's global state (written straight into their preference
-// files, after which cfprefsd is told to drop its cache), and network
-// locations (create, delete, switch).
+// files, after which cfprefsd is told to drop its cache; from macOS 15 on the
+// firewall through its own tool), and network locations (create, delete,
+// switch).
 class SystemConfigurationSettings : public CommandHandlerBase {
  public:
   explicit SystemConfigurationSettings(Logger* logger);

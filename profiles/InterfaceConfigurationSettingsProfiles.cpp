@@ -5,6 +5,7 @@
 #include "ExecuteProgram.h"
 #include "InterfaceConfigurationSettings.h"
 #include "OsFileSystemUtils.h"
+#include "ReleaseLimits.h"
 #include "ShellQuote.h"
 
 xpc_object_t InterfaceConfigurationSettings::commitMobileconfigData(const Request& request) {
@@ -54,6 +55,7 @@ bool InterfaceConfigurationSettings::writeMobileconfigData(bool asSystemProfile,
   }
   log(LogLevel::Error, "The attempt to install the profile resulted in error : " + std::to_string(result));
   program.logOutput();
+  xpc::ReleaseLimits(logger).explain(xpc::ReleaseLimits::Limit::ProfileInstall);
   return false;
 }
 
@@ -62,7 +64,7 @@ xpc_object_t InterfaceConfigurationSettings::setProfileToPriorityIndex(const Req
   // Only the low 32 bits of either number count; neither is range-checked here.
   auto priority = static_cast<unsigned int>(request.int64("NewPriority"));
   xpc::CoreWlanHelper wifi(logger, static_cast<unsigned int>(request.uint64("APILevel")));
-  return createSuccessOrFailure(
-      request.message, wifi.setSsidToPriorityLevel(request.string("InterfaceName"), ssid.data(),
-                                                   ssid.size(), priority));
+  bool moved = wifi.setSsidToPriorityLevel(request.string("InterfaceName"), ssid.data(), ssid.size(), priority);
+  if (moved) xpc::ReleaseLimits(logger).explain(xpc::ReleaseLimits::Limit::NetworkOrder);
+  return createSuccessOrFailure(request.message, moved);
 }

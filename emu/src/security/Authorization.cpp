@@ -1,6 +1,9 @@
 #include <Security/Authorization.h>
 #include <unistd.h>
 
+#include <cstring>
+
+#include "../common/Release.h"
 #include "../corefoundation/CFRuntimeInternal.h"
 
 // An opaque pointer on the Mac, not a CF object. Here it is an instance of a
@@ -29,6 +32,18 @@ const AuthorizationFlags kKnownFlags = kAuthorizationFlagInteractionAllowed | kA
 
 bool validSet(const AuthorizationItemSet *set) { return set == nullptr || set->count == 0 || set->items != nullptr; }
 
+// Since macOS 11 changing the admin trust settings takes an administrator's
+// password even for root; a daemon has nobody to ask for it.
+bool needsAdministrator(const AuthorizationRights *rights) {
+  if (emu::releaseMajor() < 11) return false;
+  for (UInt32 i = 0; i < rights->count; i++) {
+    if (rights->items[i].name != nullptr && std::strcmp(rights->items[i].name, "com.apple.trust-settings.admin") == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 OSStatus AuthorizationCreate(const AuthorizationRights *rights, const AuthorizationEnvironment *environment,
@@ -38,6 +53,7 @@ OSStatus AuthorizationCreate(const AuthorizationRights *rights, const Authorizat
   // Root holds every right. Anyone else would have to authenticate, and there
   // is nobody to ask.
   bool extending = rights != nullptr && rights->count > 0 && (flags & kAuthorizationFlagExtendRights) != 0;
+  if (extending && needsAdministrator(rights)) return errAuthorizationInteractionNotAllowed;
   if (extending && geteuid() != 0) {
     return (flags & kAuthorizationFlagInteractionAllowed) != 0 ? errAuthorizationDenied
                                                                : errAuthorizationInteractionNotAllowed;

@@ -85,6 +85,7 @@ const StatusMessage kMessages[] = {
     {errSecPkcs12VerifyFailure, "MAC verification failed during PKCS12 import (wrong password?)"},
     {errSecDecode, "Unable to decode the provided data."},
     {errAuthorizationDenied, "The authorization was denied."},
+    {errAuthorizationInteractionNotAllowed, "The authorization was denied since no user interaction was possible."},
 };
 
 }  // namespace

@@ -1,7 +1,8 @@
 // /usr/bin/profiles of the fake Mac: installs, lists and removes configuration
 // profiles for the machine or for a user, applying their payloads the way
 // macOS does (see PayloadInstaller). Failures are reported in the Mac tool's
-// form on the standard error, with exit status 1.
+// form on the standard error, with exit status 1. From macOS 11 on it refuses
+// every installation, as the Mac tool does.
 //
 //   profiles -i -F file                  install for the machine
 //   profiles -I [-U user] -F file        install for a user (root: the machine)
@@ -19,6 +20,7 @@
 #include "ProfileDocument.h"
 #include "ProfileStore.h"
 #include "common/Files.h"
+#include "common/Release.h"
 
 using emu::Owned;
 
@@ -63,6 +65,14 @@ bool knownUser(const std::string &user, ProfileError &error) {
 }
 
 int install(const std::string &path, const std::string &user) {
+  // macOS 11 and later take configuration profiles only from the person at
+  // the Mac (or from device management), never from this tool.
+  if (emu::releaseMajor() >= 11) {
+    fprintf(stderr,
+            "profiles tool no longer supports installs. Use System Preferences Profiles to add configuration "
+            "profiles.\n");
+    return 1;
+  }
   auto failed = [&](const ProfileError &error) { return report("install", "file", path, user, error); };
   ProfileError error;
   bool machineLevel = user == "root";

@@ -63,7 +63,7 @@ TEST_F(SystemCommandsTest, UpdateChecksChangeTheFrequencyOnlyWhenAskedTo) {
   Plist first(kUpdatePlist);
   EXPECT_EQ(first.at({"AutomaticCheckEnabled"}), kCFBooleanFalse);
   EXPECT_EQ(first.intAt({"ScheduleFrequency"}), 1);
-  EXPECT_EQ(first.stringAt({"LastAttemptSystemVersion"}), "12.7.6 (21H1320)");
+  EXPECT_EQ(first.stringAt({"LastAttemptSystemVersion"}), "10.14.6 (18G84)");
   std::vector<LogLine> lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Disabled the software update checks."}));
   EXPECT_FALSE(contains(lines, {5, "Updating the frequency that we check for updates!"}));
