@@ -16,8 +16,9 @@ build-asan: deps
 	cmake --preset linux-asan >/dev/null
 	cmake --build --preset linux-asan -j $(JOBS)
 
+# RELEASE=VERSION runs the session on that macOS release (default: the newest).
 demo: build
-	emu/fakemac/demo build/linux
+	emu/fakemac/demo $(if $(RELEASE),--release $(RELEASE)) build/linux
 
 test-linux: build
 	ctest --preset linux -j $(JOBS)

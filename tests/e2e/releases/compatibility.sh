@@ -14,7 +14,7 @@ set -u
 fakemac=$1 build=$2
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source_dir=$(cd "$here/../../.." && pwd)
-readme=$source_dir/emu/fakemac/README.md
+readme=$source_dir/README.md
 label=$(sed -n 's/^MACHELPER_LABEL:STRING=//p' "$build/CMakeCache.txt")
 helper=$build/service/$label
 ctl=$build/tools/machelperctl/machelperctl
