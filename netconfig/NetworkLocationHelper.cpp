@@ -33,9 +33,13 @@ NetworkLocationHelper::NetworkLocationHelper(Logger* logger, bool readOnly)
 void NetworkLocationHelper::getSetDataIterator(const void* key, const void* value,
                                                void* context) {
   auto* state = static_cast<IteratorContext*>(context);
-  // Without a context there is neither a list to fill nor a log to tell.
+  // Without a context there is no log to tell; without its list, nothing to fill.
   if (state == nullptr) return;
   Logger* logger = state->logger;
+  if (state->records == nullptr) {
+    logLine(logger, LogLevel::Error, "No context value provided to getSetDataIterator()!");
+    return;
+  }
   logLine(logger, LogLevel::Progress, "Location GUID : " + text(key));
   if (cfCast<CFDictionaryRef>(value) == nullptr) {
     logLine(logger, LogLevel::Error, "The value for the network location wasn't of the expected type!  It has "
