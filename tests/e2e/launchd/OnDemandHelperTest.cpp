@@ -94,4 +94,12 @@ TEST_F(OnDemandHelperTest, AHelperStartedByHandCannotTakeTheServiceLaunchdHolds)
   ping();
 }
 
+// Registration from an app bundle came with macOS 13; this Mac runs 10.14.
+TEST(AppRegistrationTest, IsRefusedBeforeMacOS13AsTheFrameworkLacksIt) {
+  ProcessResult result =
+      ChildProcess::run({"/usr/local/bin/smappservice", "register", "/Applications/Any.app", kLabel + ".plist"});
+  EXPECT_EQ(result.status, 69);
+  EXPECT_NE(result.err.find("needs macOS 13 or later"), std::string::npos) << result.err;
+}
+
 }  // namespace
