@@ -11,6 +11,7 @@
 
 #include "ChildProcess.h"
 #include "Eventually.h"
+#include "LaunchedHelper.h"
 #include "XpcTestClient.h"
 
 namespace {
@@ -40,13 +41,6 @@ std::string contents(const std::string& path) {
   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-std::string executableOf(pid_t pid) {
-  std::error_code error;
-  return fs::read_symlink("/proc/" + std::to_string(pid) + "/exe", error).string();
-}
-
-bool processExists(pid_t pid) { return kill(pid, 0) == 0; }
-
 ProcessResult smappservice(const std::string& verb, const std::string& plist = kPlistName) {
   return ChildProcess::run({"/usr/local/bin/smappservice", verb, kApp, plist});
 }
@@ -69,13 +63,7 @@ class AppBundleHelperTest : public ::testing::Test {
     ASSERT_EQ(approve.status, 0) << approve.err;
   }
 
-  // Pings on a connection of its own and answers the serving process.
-  pid_t ping() {
-    XpcTestClient client(kLabel);
-    xpc::XpcRef reply = client.sendCommand("ping");
-    EXPECT_EQ(replyString(reply.get(), "Response"), "pong");
-    return xpc_connection_get_pid(client.connection());
-  }
+  pid_t ping() { return pingService(kLabel); }
 };
 
 TEST_F(AppBundleHelperTest, RunsFromInsideTheAppOnlyOnceTheUserAllowsIt) {
