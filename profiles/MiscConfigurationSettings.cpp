@@ -1,6 +1,9 @@
 #include "MiscConfigurationSettings.h"
 
+#include <mach-o/dyld.h>
+
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,6 +32,19 @@ const char kDeletablePrefix[] = "/Applications/helloworld";
 
 // "<errno> -- <its text>", as the failure replies quote an error.
 std::string errorText(int error) { return std::to_string(error) + " -- " + std::strerror(error); }
+
+// The app bundle this process runs from ("/Applications/X.app" for
+// "/Applications/X.app/Contents/..."), or "" when it runs from elsewhere, as a
+// helper installed into PrivilegedHelperTools does.
+std::string containingApp() {
+  char path[PATH_MAX];
+  char canonical[PATH_MAX];
+  uint32_t size = sizeof path;
+  if (_NSGetExecutablePath(path, &size) != 0 || realpath(path, canonical) == nullptr) return "";
+  std::string executable = canonical;
+  size_t contents = executable.find(".app/Contents/");
+  return contents == std::string::npos ? "" : executable.substr(0, contents + 4);
+}
 
 }  // namespace
 
@@ -100,6 +116,16 @@ xpc_object_t MiscConfigurationSettings::deleteNetworkConfigForSsid(const Request
 
 xpc_object_t MiscConfigurationSettings::removeHelperApp(const Request& request) {
   xpc_object_t message = request.message;
+  // A helper its app registered runs from inside the app: its files are the
+  // app's (deleting them would break the app's signature and leave the
+  // registration behind), and only the app or the user can unregister it.
+  std::string app = containingApp();
+  if (!app.empty()) {
+    log(LogLevel::Error, "The helper runs from inside " + app +
+                             " and was not removed: the app unregisters it, or the user turns it off under "
+                             "Allow in the Background in System Settings > General > Login Items.");
+    return createSuccessOrFailure(message, false);
+  }
   // The installed files are named by the service label. Nothing is
   // restored when the second removal fails, and the running process goes on
   // serving: launchd drops the job once its files are gone.

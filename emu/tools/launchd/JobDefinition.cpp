@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "BackgroundItems.h"
 #include "Plist.h"
 
 namespace {
@@ -13,7 +14,8 @@ bool validServiceName(const std::string& name) {
 
 }  // namespace
 
-std::optional<JobDefinition> JobDefinition::load(const std::string& path, std::string& error) {
+std::optional<JobDefinition> JobDefinition::load(const std::string& path, std::string& error,
+                                                 const std::string& bundle) {
   Plist plist = Plist::load(path);
   if (!plist.isDict()) {
     error = "not a property list dictionary";
@@ -22,6 +24,7 @@ std::optional<JobDefinition> JobDefinition::load(const std::string& path, std::s
   plist_t root = plist.get();
   JobDefinition definition;
   definition.path = path;
+  definition.bundle = bundle;
   definition.label = Plist::string(root, "Label").value_or("");
   if (definition.label.empty()) {
     error = "no Label";
@@ -34,6 +37,14 @@ std::optional<JobDefinition> JobDefinition::load(const std::string& path, std::s
   definition.arguments =
       Plist::strings(root, "ProgramArguments").value_or(std::vector<std::string>{});
   definition.program = Plist::string(root, "Program").value_or("");
+  const std::string bundleProgram = Plist::string(root, "BundleProgram").value_or("");
+  if (!bundle.empty() && !bundleProgram.empty()) {
+    if (!BackgroundItems::staysInsideBundle(bundleProgram)) {
+      error = "BundleProgram does not stay inside the bundle: " + bundleProgram;
+      return std::nullopt;
+    }
+    definition.program = bundle + "/" + bundleProgram;
+  }
   if (definition.program.empty() && !definition.arguments.empty())
     definition.program = definition.arguments.front();
   if (definition.program.empty()) {
@@ -80,9 +91,9 @@ std::optional<JobDefinition> JobDefinition::load(const std::string& path, std::s
 }
 
 bool JobDefinition::operator==(const JobDefinition& o) const {
-  return std::tie(path, label, program, arguments, machServices, environment, workingDirectory,
+  return std::tie(path, bundle, label, program, arguments, machServices, environment, workingDirectory,
                   standardOutPath, standardErrorPath, runAtLoad, keepAlive, throttleInterval) ==
-         std::tie(o.path, o.label, o.program, o.arguments, o.machServices, o.environment,
+         std::tie(o.path, o.bundle, o.label, o.program, o.arguments, o.machServices, o.environment,
                   o.workingDirectory, o.standardOutPath, o.standardErrorPath, o.runAtLoad,
                   o.keepAlive, o.throttleInterval);
 }

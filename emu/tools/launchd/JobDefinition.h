@@ -8,10 +8,14 @@
 
 class JobDefinition {
  public:
-  // nullopt with `error` set when the file is not a usable job.
-  static std::optional<JobDefinition> load(const std::string& path, std::string& error);
+  // nullopt with `error` set when the file is not a usable job. A job of an
+  // app bundle (`bundle` given) may name its program with BundleProgram,
+  // relative to the bundle.
+  static std::optional<JobDefinition> load(const std::string& path, std::string& error,
+                                           const std::string& bundle = "");
 
-  std::string path;  // the plist it came from
+  std::string path;    // the plist it came from
+  std::string bundle;  // the app it was registered from, if any
   std::string label;
   std::string program;                 // executed file
   std::vector<std::string> arguments;  // argv, argv[0] included

@@ -14,6 +14,7 @@
 #include <climits>
 #include <cstring>
 
+#include "BackgroundItems.h"
 #include "ProcessLauncher.h"
 
 namespace {
@@ -56,6 +57,9 @@ int Launchd::run() {
   inotifyFd_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   log_.write("starting");
   makeDirectories(options_.rendezvousDir);
+  if (!options_.backgroundItems.empty()) {
+    makeDirectories(options_.backgroundItems.substr(0, options_.backgroundItems.rfind('/')));
+  }
 
   rescan();
   if (!options_.session.empty()) {
@@ -113,12 +117,28 @@ int Launchd::run() {
 
 void Launchd::rescan() {
   std::map<std::string, JobDefinition> found;
-  for (const auto& dir : options_.jobDirs) {
-    if (inotifyFd_ >= 0) {
-      inotify_add_watch(inotifyFd_, dir.c_str(),
-                        IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE |
-                            IN_ATTRIB | IN_ONLYDIR);
+  auto consider = [&](const std::string& path, const std::string& bundle) {
+    std::string error;
+    std::optional<JobDefinition> definition = JobDefinition::load(path, error, bundle);
+    if (definition && access(definition->program.c_str(), X_OK) != 0) {
+      error = "program " + definition->program + " is missing";
+      definition.reset();
     }
+    if (definition && found.count(definition->label)) {
+      error = "label " + definition->label + " is already defined by " + found[definition->label].path;
+      definition.reset();
+    }
+    if (!definition) {
+      if (complaints_[path] != error) log_.write("ignoring %s: %s", path.c_str(), error.c_str());
+      complaints_[path] = error;
+      return;
+    }
+    complaints_.erase(path);
+    found.emplace(definition->label, std::move(*definition));
+  };
+
+  for (const auto& dir : options_.jobDirs) {
+    watch(dir);
     DIR* d = opendir(dir.c_str());
     if (!d) continue;
     std::vector<std::string> names;
@@ -128,26 +148,13 @@ void Launchd::rescan() {
     }
     closedir(d);
     std::sort(names.begin(), names.end());
-    for (const auto& name : names) {
-      const std::string path = dir + "/" + name;
-      std::string error;
-      std::optional<JobDefinition> definition = JobDefinition::load(path, error);
-      if (definition && access(definition->program.c_str(), X_OK) != 0) {
-        error = "program " + definition->program + " is missing";
-        definition.reset();
-      }
-      if (definition && found.count(definition->label)) {
-        error = "label " + definition->label + " is already defined by " +
-                found[definition->label].path;
-        definition.reset();
-      }
-      if (!definition) {
-        if (complaints_[path] != error) log_.write("ignoring %s: %s", path.c_str(), error.c_str());
-        complaints_[path] = error;
-        continue;
-      }
-      complaints_.erase(path);
-      found.emplace(definition->label, std::move(*definition));
+    for (const auto& name : names) consider(dir + "/" + name, "");
+  }
+  // Daemons registered from app bundles run only once the user allowed them.
+  if (!options_.backgroundItems.empty()) {
+    watch(options_.backgroundItems.substr(0, options_.backgroundItems.rfind('/')));
+    for (const auto& item : BackgroundItems(options_.backgroundItems).load()) {
+      if (item.approved) consider(item.jobPlistPath(), item.bundle);
     }
   }
 
@@ -155,7 +162,7 @@ void Launchd::rescan() {
   for (const auto& [label, job] : jobs_) {
     if (!found.count(label)) gone.push_back(label);
   }
-  for (const auto& label : gone) unload(label, "its plist or program was removed");
+  for (const auto& label : gone) unload(label, "its plist or program is gone, or its app withdrew it");
 
   for (auto& [label, definition] : found) {
     auto it = jobs_.find(label);
@@ -173,13 +180,28 @@ void Launchd::rescan() {
   }
 }
 
+void Launchd::watch(const std::string& dir) {
+  if (inotifyFd_ < 0) return;
+  inotify_add_watch(inotifyFd_, dir.c_str(),
+                    IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE | IN_ATTRIB |
+                        IN_ONLYDIR);
+}
+
 void Launchd::unload(const std::string& label, const char* why) {
   auto it = jobs_.find(label);
   if (it == jobs_.end()) return;
   log_.write("unloading %s: %s", label.c_str(), why);
-  // A running process is left to finish what it is doing: a helper that
-  // uninstalls itself removes its files and then exits on its own.
-  if (it->second->running()) unloadedProcesses_[it->second->pid()] = label;
+  if (it->second->running()) {
+    unloadedProcesses_[it->second->pid()] = label;
+    // A daemon of an app that was unregistered or no longer allowed to run
+    // is terminated, as the system does for such a daemon. Any other running
+    // process is left to finish what it is doing: a helper that uninstalls
+    // itself removes its files and then exits on its own.
+    if (!it->second->definition().bundle.empty()) {
+      log_.write("%s: terminating pid %d", label.c_str(), static_cast<int>(it->second->pid()));
+      kill(it->second->pid(), SIGTERM);
+    }
+  }
   jobs_.erase(it);
 }
 

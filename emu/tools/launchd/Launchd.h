@@ -1,5 +1,6 @@
 #pragma once
-// PID 1 of the fake Mac. Loads the job plists of the LaunchDaemons folders,
+// PID 1 of the fake Mac. Loads the job plists of the LaunchDaemons folders
+// and those of the daemons apps registered and the user allowed to run,
 // holds their Mach services and starts a job when a client first connects to
 // one (or at load, for RunAtLoad/KeepAlive jobs), reaps every process, and
 // follows the folders so that installed and removed helpers take effect at
@@ -19,6 +20,7 @@ class Launchd {
  public:
   struct Options {
     std::vector<std::string> jobDirs;
+    std::string backgroundItems;  // daemons registered from app bundles (BackgroundItems.h)
     std::string rendezvousDir;
     std::string logPath;
     int readyFd = -1;                  // gets "ready\n" once the jobs are loaded
@@ -35,6 +37,7 @@ class Launchd {
 
  private:
   void rescan();
+  void watch(const std::string& dir);
   void unload(const std::string& label, const char* why);
   void startJob(Job& job);
   void startOnDemand(const std::string& label);

@@ -7,11 +7,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "BackgroundItems.h"
 #include "Launchd.h"
 
 int main(int argc, char** argv) {
   Launchd::Options options;
   options.jobDirs = {"/System/Library/LaunchDaemons", "/Library/LaunchDaemons"};
+  options.backgroundItems = BackgroundItems::kDefaultPath;
   options.rendezvousDir = "/var/run/xpc";
   options.logPath = "/var/log/launchd.log";
   int i = 1;

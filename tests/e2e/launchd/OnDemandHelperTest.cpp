@@ -3,10 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "ChildProcess.h"
 #include "Eventually.h"
+#include "LaunchedHelper.h"
 #include "XpcTestClient.h"
 
 namespace {
@@ -15,13 +14,6 @@ const std::string kLabel = MACHELPER_SERVICE_LABEL;
 const std::string kInstalledHelper = "/Library/PrivilegedHelperTools/" + kLabel;
 const std::string kInstalledJob = "/Library/LaunchDaemons/" + kLabel + ".plist";
 
-std::string executableOf(pid_t pid) {
-  std::error_code error;
-  return std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe", error).string();
-}
-
-bool processExists(pid_t pid) { return kill(pid, 0) == 0; }
-
 class OnDemandHelperTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -29,13 +21,7 @@ class OnDemandHelperTest : public ::testing::Test {
     ASSERT_EQ(install.status, 0) << install.err;
   }
 
-  // Pings on a connection of its own and answers the serving process.
-  pid_t ping() {
-    XpcTestClient client(kLabel);
-    xpc::XpcRef reply = client.sendCommand("ping");
-    EXPECT_EQ(replyString(reply.get(), "Response"), "pong");
-    return xpc_connection_get_pid(client.connection());
-  }
+  pid_t ping() { return pingService(kLabel); }
 
   void terminate() {
     XpcTestClient client(kLabel);
@@ -92,6 +78,14 @@ TEST_F(OnDemandHelperTest, AHelperStartedByHandCannotTakeTheServiceLaunchdHolds)
   ProcessResult second = ChildProcess::run({kInstalledHelper});
   EXPECT_EQ(second.status, 1);
   ping();
+}
+
+// Registration from an app bundle came with macOS 13; this Mac runs 10.14.
+TEST(AppRegistrationTest, IsRefusedBeforeMacOS13AsTheFrameworkLacksIt) {
+  ProcessResult result =
+      ChildProcess::run({"/usr/local/bin/smappservice", "register", "/Applications/Any.app", kLabel + ".plist"});
+  EXPECT_EQ(result.status, 69);
+  EXPECT_NE(result.err.find("needs macOS 13 or later"), std::string::npos) << result.err;
 }
 
 }  // namespace
