@@ -124,7 +124,7 @@ xpc_object_t MiscConfigurationSettings::removeHelperApp(const Request& request) 
     log(LogLevel::Error, "The helper runs from inside " + app +
                              " and was not removed: the app unregisters it, or the user turns it off under "
                              "Allow in the Background in System Settings > General > Login Items.");
-    return createSuccessOrFailure(message, false);
+    return createError(message, "Unable to uninstall the helper app binary!");
   }
   // The installed files are named by the service label. Nothing is
   // restored when the second removal fails, and the running process goes on

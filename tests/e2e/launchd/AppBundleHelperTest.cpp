@@ -113,8 +113,8 @@ TEST_F(AppBundleHelperTest, UninstallLeavesTheAppAndSaysWhoRemovesTheHelper) {
 
   XpcTestClient client(kLabel);
   xpc::XpcRef reply = client.sendCommand("uninstall");
-  EXPECT_EQ(replyKeys(reply.get()), (std::vector<std::string>{"Response", "Success"}));
-  EXPECT_FALSE(xpc_dictionary_get_bool(reply.get(), "Success"));
+  EXPECT_EQ(replyString(reply.get(), "Response"), "error");
+  EXPECT_EQ(replyString(reply.get(), "Error"), "Unable to uninstall the helper app binary!");
   // The request's own line is its last, after the helper's usual greeting.
   std::vector<LogLine> lines = client.takeLogLines();
   ASSERT_FALSE(lines.empty());
