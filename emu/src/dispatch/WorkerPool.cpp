@@ -1,16 +1,12 @@
 #include "WorkerPool.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <thread>
 
+#include "PerProcess.h"
 #include "Queue.h"
 
 namespace emu::dispatch {
@@ -25,51 +21,14 @@ constexpr int kMaxWorkers = 64;
 // pool takes its workers for blocked and adds one.
 constexpr std::chrono::milliseconds kStall{50};
 
-void startThread(void* (*main)(void*), void* argument) {
-  pthread_attr_t attr;
-  pthread_attr_init(&attr);
-  pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-  pthread_t thread;
-  int err = pthread_create(&thread, &attr, main, argument);
-  pthread_attr_destroy(&attr);
-  if (err != 0) {
-    std::fprintf(stderr, "dispatch: cannot start a worker thread: %s\n", std::strerror(err));
-    std::abort();
-  }
-}
-
 thread_local bool tIsWorker = false;
-
-// Never destroyed: exit() may run while workers still use it. A forked child
-// drops its copy: the threads it counts are not there.
-std::atomic<WorkerPool*> gShared{nullptr};
-std::mutex gCreating;
-
-void lockForFork() { gCreating.lock(); }
-void unlockInParent() { gCreating.unlock(); }
-void forgetInChild() {
-  gShared.store(nullptr);
-  gCreating.unlock();
-}
 
 }  // namespace
 
-WorkerPool& WorkerPool::shared() {
-  WorkerPool* pool = gShared.load(std::memory_order_acquire);
-  if (pool != nullptr) return *pool;
-  static const bool forkAware = pthread_atfork(lockForFork, unlockInParent, forgetInChild) == 0;
-  (void)forkAware;
-  std::lock_guard<std::mutex> lock(gCreating);
-  pool = gShared.load(std::memory_order_acquire);
-  if (pool == nullptr) {
-    pool = new WorkerPool;
-    gShared.store(pool, std::memory_order_release);
-  }
-  return *pool;
-}
+WorkerPool& WorkerPool::shared() { return PerProcess<WorkerPool>::get(); }
 
 WorkerPool::WorkerPool() : width_(std::max(2L, sysconf(_SC_NPROCESSORS_ONLN))) {
-  startThread(monitorMain, this);
+  startDetachedThread(monitorMain, this, "the dispatch monitor thread");
 }
 
 bool WorkerPool::mayStartLocked() const { return workers_ - waiting_ < width_ && workers_ < kMaxWorkers; }
@@ -103,7 +62,7 @@ void WorkerPool::didWait() {
 
 void WorkerPool::startWorkerLocked() {
   ++workers_;
-  startThread(workerMain, this);
+  startDetachedThread(workerMain, this, "a dispatch worker thread");
 }
 
 void* WorkerPool::workerMain(void* pool) {

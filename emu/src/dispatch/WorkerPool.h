@@ -14,8 +14,7 @@ class Queue;
 // work has made no progress for a moment, as the kernel notices a blocked
 // workqueue thread), and never more than a fixed limit. A queue with work is
 // handed to the pool; a worker takes it and runs its next item. Idle workers
-// linger briefly, then end. A forked child, which has none of the parent's
-// threads, gets a pool of its own on first use.
+// linger briefly, then end. A forked child gets a pool of its own.
 class WorkerPool {
  public:
   static WorkerPool& shared();
@@ -28,6 +27,8 @@ class WorkerPool {
   static void didWait();
 
  private:
+  template <typename T>
+  friend class PerProcess;
   WorkerPool();
   void startWorkerLocked();
   static void* workerMain(void* pool);

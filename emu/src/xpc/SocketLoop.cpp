@@ -1,16 +1,15 @@
 #include "SocketLoop.h"
 
-#include <pthread.h>
 #include <sys/epoll.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
+
+#include "../dispatch/PerProcess.h"
 
 namespace emu::xpc {
 namespace {
@@ -20,47 +19,13 @@ namespace {
   std::abort();
 }
 
-// Never destroyed: exit() may run while sockets are still watched. A forked
-// child drops its copy: it has no loop thread, and the epoll instance is
-// the parent's.
-std::atomic<SocketLoop*> gShared{nullptr};
-std::mutex gCreating;
-
-void lockForFork() { gCreating.lock(); }
-void unlockInParent() { gCreating.unlock(); }
-void forgetInChild() {
-  gShared.store(nullptr);
-  gCreating.unlock();
-}
-
 }  // namespace
 
-SocketLoop& SocketLoop::shared() {
-  SocketLoop* loop = gShared.load(std::memory_order_acquire);
-  if (loop != nullptr) return *loop;
-  static const bool forkAware = pthread_atfork(lockForFork, unlockInParent, forgetInChild) == 0;
-  (void)forkAware;
-  std::lock_guard<std::mutex> lock(gCreating);
-  loop = gShared.load(std::memory_order_acquire);
-  if (loop == nullptr) {
-    loop = new SocketLoop;
-    gShared.store(loop, std::memory_order_release);
-  }
-  return *loop;
-}
+SocketLoop& SocketLoop::shared() { return dispatch::PerProcess<SocketLoop>::get(); }
 
 SocketLoop::SocketLoop() : epoll_(epoll_create1(EPOLL_CLOEXEC)) {
   if (epoll_ < 0) fail("cannot create the socket loop");
-  pthread_attr_t attr;
-  pthread_attr_init(&attr);
-  pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-  pthread_t thread;
-  int err = pthread_create(&thread, &attr, threadMain, this);
-  pthread_attr_destroy(&attr);
-  if (err != 0) {
-    errno = err;
-    fail("cannot start the socket loop");
-  }
+  dispatch::startDetachedThread(threadMain, this, "the socket loop");
 }
 
 void SocketLoop::add(int fd, Watcher* watcher) {

@@ -3,6 +3,11 @@
 #include <cstdint>
 #include <vector>
 
+namespace emu::dispatch {
+template <typename T>
+class PerProcess;
+}
+
 namespace emu::xpc {
 
 // One thread that watches every connection's socket (epoll), as libdispatch
@@ -34,6 +39,8 @@ class SocketLoop {
   void remove(int fd);
 
  private:
+  template <typename T>
+  friend class dispatch::PerProcess;
   SocketLoop();
   static void* threadMain(void* loop);
   [[noreturn]] void run();
