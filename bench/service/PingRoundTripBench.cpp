@@ -14,54 +14,21 @@
 #include <xpc/xpc.h>
 
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "RunningHelper.h"
 #include "TimingReporter.h"
 #include "xpc/Wire.h"
 
 namespace {
 
-const std::string kLabel = MACHELPER_SERVICE_LABEL;
-
-long procField(pid_t pid, const char* file, const std::string& field) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/" + file);
-  std::string key;
-  long value = 0;
-  while (in >> key) {
-    if (key == field) {
-      in >> value;
-      return value;
-    }
-    in.ignore(1 << 16, '\n');
-  }
-  return -1;
-}
-
-struct Helper {
-  ChildProcess process{{MACHELPER_HELPER_PATH}};
-  dispatch_queue_t queue = dispatch_queue_create("bench.client", DISPATCH_QUEUE_SERIAL);
-  xpc_connection_t connection = nullptr;
-  xpc_object_t ping = nullptr;
+struct Helper : RunningHelper {
   long idleRss = 0;
 
   Helper() {
-    waitForService(kLabel);
-    connection = xpc_connection_create_mach_service(kLabel.c_str(), queue, 0);
-    xpc_connection_set_event_handler(connection, ^(xpc_object_t) {
-    });
-    xpc_connection_resume(connection);
-    ping = xpc_dictionary_create(nullptr, nullptr, 0);
-    xpc_dictionary_set_string(ping, "Command", "ping");
     roundTrip();
-    idleRss = procField(process.pid(), "status", "VmRSS:");
-  }
-
-  void roundTrip() {
-    xpc_object_t reply = xpc_connection_send_message_with_reply_sync(connection, ping);
-    xpc_release(reply);
+    idleRss = status("VmRSS:");
   }
 };
 
@@ -172,9 +139,9 @@ int main(int argc, char** argv) {
          reporter.ratio("BM_PingThroughXpc", "BM_PingRawSocket"));
 
   Helper& h = helper();
-  long afterBenchmarks = procField(h.process.pid(), "status", "VmRSS:");
+  long afterBenchmarks = h.status("VmRSS:");
   for (int i = 0; i < 100000; ++i) h.roundTrip();
-  long after = procField(h.process.pid(), "status", "VmRSS:");
+  long after = h.status("VmRSS:");
   printf("helper resident memory: %ld kB idle after its first ping, %ld kB after the benchmarks, "
          "%ld kB after 100,000 more pings\n",
          h.idleRss, afterBenchmarks, after);

@@ -1,20 +1,11 @@
 #include "Queue.h"
 
-#include <Block.h>
-#include <pthread.h>
+#include "WorkerPool.h"
 
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <Block.h>
 
 namespace emu::dispatch {
 namespace {
-
-// An idle worker waits this long for more work before its thread ends, so a
-// burst of small items does not create a thread per item.
-constexpr std::chrono::milliseconds kLinger{200};
-constexpr int kGlobalWorkers = 8;
 
 struct SyncCall {
   dispatch_function_t work;
@@ -56,41 +47,61 @@ Queue* Queue::global() {
   return queue;
 }
 
-int Queue::maxWorkers() const {
-  switch (kind_) {
-    case Kind::Serial: return 1;
-    case Kind::Concurrent: return kGlobalWorkers;
-    case Kind::Main: return 0;
-  }
-  return 0;
-}
-
 void Queue::async(dispatch_function_t work, void* context) {
+  if (kind_ == Kind::Concurrent) {
+    {
+      std::lock_guard<std::mutex> lock(mu_);
+      items_.push_back({work, context});
+    }
+    WorkerPool::shared().submit(this);
+    return;
+  }
   std::lock_guard<std::mutex> lock(mu_);
   items_.push_back({work, context});
-  wakeForPendingLocked();
+  if (kind_ == Kind::Main) {
+    wake_.notify_one();
+  } else {
+    scheduleLocked();
+  }
 }
 
-void Queue::wakeForPendingLocked() {
-  if (items_.empty()) return;
-  if (idle_ > 0) {
-    wake_.notify_one();
-  } else if (workers_ < maxWorkers()) {
-    ++workers_;
-    startWorker();
+void Queue::scheduleLocked() {
+  if (scheduled_ || running_ || items_.empty()) return;
+  scheduled_ = true;
+  WorkerPool::shared().submit(this);
+}
+
+void Queue::runNext() {
+  std::unique_lock<std::mutex> lock(mu_);
+  if (items_.empty()) {
+    scheduled_ = false;
+    return;
   }
+  Item item = items_.front();
+  items_.pop_front();
+  const bool serial = kind_ == Kind::Serial;
+  if (serial) running_ = true;
+  lock.unlock();
+  item.work(item.context);
+  if (!serial) return;
+  lock.lock();
+  running_ = false;
+  // Back to the end of the pool's line, so that a busy queue does not keep
+  // a worker from the others.
+  scheduled_ = false;
+  scheduleLocked();
 }
 
 bool Queue::runNowIfIdle(dispatch_function_t work, void* context) {
   {
     std::lock_guard<std::mutex> lock(mu_);
-    if (kind_ != Kind::Serial || running_ || !items_.empty()) return false;
+    if (kind_ != Kind::Serial || scheduled_ || running_ || !items_.empty()) return false;
     running_ = true;
   }
   work(context);
   std::lock_guard<std::mutex> lock(mu_);
   running_ = false;
-  wakeForPendingLocked();
+  scheduleLocked();
   return true;
 }
 
@@ -103,66 +114,29 @@ void Queue::sync(dispatch_function_t work, void* context) {
   if (runNowIfIdle(work, context)) return;
   SyncCall call{work, context, {}, {}};
   async(runSyncCall, &call);
-  std::unique_lock<std::mutex> lock(call.mu);
-  call.cv.wait(lock, [&] { return call.done; });
-}
-
-void Queue::startWorker() {
-  retain();  // the worker's reference, dropped when its thread ends
-  pthread_attr_t attr;
-  pthread_attr_init(&attr);
-  pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-  pthread_t thread;
-  int err = pthread_create(&thread, &attr, workerMain, this);
-  pthread_attr_destroy(&attr);
-  if (err != 0) {
-    std::fprintf(stderr, "dispatch: cannot start a worker thread for queue '%s': %s\n", label_.c_str(),
-                 std::strerror(err));
-    std::abort();
+  WorkerPool::willWait();
+  {
+    std::unique_lock<std::mutex> lock(call.mu);
+    call.cv.wait(lock, [&] { return call.done; });
   }
-}
-
-void* Queue::workerMain(void* queue) {
-  auto* self = static_cast<Queue*>(queue);
-  self->serve(false);
-  self->release();
-  return nullptr;
-}
-
-void Queue::serve(bool forever) {
-  const bool exclusive = kind_ != Kind::Concurrent;
-  std::unique_lock<std::mutex> lock(mu_);
-  for (;;) {
-    while (items_.empty() || (exclusive && running_)) {
-      ++idle_;
-      bool timedOut = false;
-      if (forever) {
-        wake_.wait(lock);
-      } else {
-        timedOut = wake_.wait_for(lock, kLinger) == std::cv_status::timeout;
-      }
-      --idle_;
-      if (timedOut && items_.empty()) {
-        --workers_;
-        return;
-      }
-    }
-    Item item = items_.front();
-    items_.pop_front();
-    if (exclusive) running_ = true;
-    lock.unlock();
-    item.work(item.context);
-    lock.lock();
-    if (exclusive) running_ = false;
-  }
+  WorkerPool::didWait();
 }
 
 void Queue::serveForever() {
-  for (;;) serve(true);
+  std::unique_lock<std::mutex> lock(mu_);
+  for (;;) {
+    wake_.wait(lock, [this] { return !items_.empty(); });
+    Item item = items_.front();
+    items_.pop_front();
+    running_ = true;
+    lock.unlock();
+    item.work(item.context);
+    lock.lock();
+    running_ = false;
+  }
 }
 
 }  // namespace emu::dispatch
-
 using emu::dispatch::Queue;
 
 extern "C" {

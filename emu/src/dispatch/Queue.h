@@ -8,9 +8,10 @@
 
 namespace emu::dispatch {
 
-// A FIFO of work items served by worker threads that come and go with the
-// work: a serial queue has at most one, the global queue several, and the main
-// queue none (the main thread serves it from dispatch_main()).
+// A FIFO of work items. The main thread serves the main queue from
+// dispatch_main(); every other queue is served by the shared worker pool: a
+// serial queue one item at a time, the global queue several at once. A
+// queue owns no thread, so a million idle queues cost memory only.
 class Queue : public DispatchObject {
  public:
   enum class Kind { Serial, Concurrent, Main };
@@ -33,6 +34,8 @@ class Queue : public DispatchObject {
   // otherwise. Saves a thread hand-off for callers that hold no locks.
   bool runNowIfIdle(dispatch_function_t work, void* context);
   [[noreturn]] void serveForever();
+  // Runs the next item, on a pool worker.
+  void runNext();
 
  private:
   struct Item {
@@ -41,20 +44,16 @@ class Queue : public DispatchObject {
   };
 
   ~Queue() override = default;
-  int maxWorkers() const;
-  void startWorker();
-  static void* workerMain(void* queue);
-  void serve(bool forever);
-  void wakeForPendingLocked();
+  // Hands the queue to the pool unless it is there already or running.
+  void scheduleLocked();
 
   const std::string label_;
   const Kind kind_;
   std::mutex mu_;
   std::condition_variable wake_;
   std::deque<Item> items_;
-  int workers_ = 0;  // threads serving this queue
-  int idle_ = 0;     // of those, how many wait for work
-  bool running_ = false;  // a serial or main queue's item is running
+  bool scheduled_ = false;  // a serial queue is with the pool, waiting or running
+  bool running_ = false;    // a serial or main queue's item is running
 };
 
 }  // namespace emu::dispatch

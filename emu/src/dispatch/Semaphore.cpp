@@ -1,5 +1,7 @@
 #include "Semaphore.h"
 
+#include "WorkerPool.h"
+
 #include <chrono>
 #include <cstdint>
 
@@ -16,6 +18,7 @@ intptr_t Semaphore::wait(dispatch_time_t deadline) {
   auto available = [this] { return value_ > 0; };
   if (!available()) {
     ++waiters_;
+    WorkerPool::willWait();
     bool ok = true;
     // dispatch_time() counts nanoseconds on CLOCK_MONOTONIC, steady_clock's clock.
     if (deadline > static_cast<dispatch_time_t>(INT64_MAX)) {
@@ -24,6 +27,7 @@ intptr_t Semaphore::wait(dispatch_time_t deadline) {
       std::chrono::steady_clock::time_point until{std::chrono::nanoseconds(static_cast<int64_t>(deadline))};
       ok = cv_.wait_until(lock, until, available);
     }
+    WorkerPool::didWait();
     --waiters_;
     if (!ok) return kTimedOut;
   }

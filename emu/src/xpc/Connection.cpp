@@ -1,7 +1,8 @@
 #include "Connection.h"
 
 #include <Block.h>
-#include <pthread.h>
+#include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,7 +12,6 @@
 #include <cstring>
 
 #include "Dictionary.h"
-#include "../dispatch/Queue.h"
 #include "Rendezvous.h"
 
 namespace emu::xpc {
@@ -19,49 +19,10 @@ namespace {
 
 Object* error(const _xpc_dictionary_s* symbol) { return Object::from(symbol); }
 
-// Bytes read before end of file or error.
-// Reads exactly `size` bytes unless the peer closes first. On a socket that
-// passes credentials (a client's), `sender` learns who wrote the bytes.
-size_t readFully(int fd, void* buffer, size_t size, pid_t* sender = nullptr) {
-  size_t got = 0;
-  while (got < size) {
-    iovec chunk{static_cast<char*>(buffer) + got, size - got};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
-    msghdr message{};
-    message.msg_iov = &chunk;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    ssize_t n = recvmsg(fd, &message, MSG_CMSG_CLOEXEC);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    got += static_cast<size_t>(n);
-    for (cmsghdr* c = CMSG_FIRSTHDR(&message); c != nullptr; c = CMSG_NXTHDR(&message, c)) {
-      if (sender && c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_CREDENTIALS) {
-        ucred cred;
-        memcpy(&cred, CMSG_DATA(c), sizeof cred);
-        *sender = cred.pid;
-      }
-    }
-  }
-  return got;
-}
-
-void writeFully(int fd, const std::string& bytes) {
-  size_t sent = 0;
-  while (sent < bytes.size()) {
-    ssize_t n = ::send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return;  // the reader notices the broken socket and reports it
-    sent += static_cast<size_t>(n);
-  }
-}
-
-struct IoThreadStart {
-  Connection* connection;
-  int fd;
-  uint64_t session;
-};
+// A peer that takes none of what is written to it gets this much, then loses
+// the connection: it costs the service memory, never a blocked thread.
+constexpr size_t kMaxUnsent = 64u << 20;
+constexpr size_t kReadChunk = 64 * 1024;
 
 struct ReplyCall {
   xpc_handler_t handler;
@@ -217,7 +178,7 @@ void Connection::activate() {
   if (role_ == Role::Client) {
     connectLocked();
   } else if (fd_ >= 0) {
-    startIoThread(fd_, 0);
+    watchLocked(fd_, 0);
   }
 }
 
@@ -255,7 +216,7 @@ void Connection::cancel() {
     // hangup for an interruption.
     finishLocked();
   }
-  // Wakes the thread blocked on the socket; that thread closes it.
+  // The socket loop sees the hangup and closes the socket.
   std::lock_guard<std::mutex> write(writeMu_);
   if (fd_ >= 0) shutdown(fd_, SHUT_RDWR);
 }
@@ -308,10 +269,38 @@ void Connection::transmit(Object& message, const Waiter* waiter) {
       scheduleLocked();
     }
   }
-  // A failed write means a dead socket. Its reader reports that and answers
-  // the waiter registered above: it closes the socket under writeMu_, so
-  // only after this write.
-  if (open) writeFully(fd_, frame);
+  // A failed write means a dead socket. The socket loop reports that and
+  // answers the waiter registered above: it closes the socket under
+  // writeMu_, so only after this write.
+  if (open) {
+    output_ += frame;
+    flushLocked();
+  }
+}
+
+// Caller holds writeMu_, with the socket open.
+void Connection::flushLocked() {
+  size_t sent = 0;
+  while (sent < output_.size()) {
+    ssize_t n = ::send(fd_, output_.data() + sent, output_.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+    if (n <= 0) {
+      output_.clear();  // the loop notices the broken socket and reports it
+      return;
+    }
+    sent += static_cast<size_t>(n);
+  }
+  output_.erase(0, sent);
+  if (output_.size() > kMaxUnsent) {
+    output_.clear();
+    shutdown(fd_, SHUT_RDWR);
+  }
+  bool want = !output_.empty();
+  if (want != wantOutput_ && fd_ == watchedFd_) {
+    SocketLoop::shared().wantOutput(fd_, this, want);
+    wantOutput_ = want;
+  }
 }
 
 // Caller holds writeMu_. A client connects on first need; the others only
@@ -334,69 +323,129 @@ bool Connection::connectLocked() {
   // The socket may be held by launchd on the service's behalf, so the
   // listener's credentials say nothing; the service's first bytes tell.
   pid_ = 0;
-  startIoThread(fd, session_);
+  watchLocked(fd, session_);
   return true;
 }
 
-void Connection::startIoThread(int fd, uint64_t session) {
-  retain();  // the thread's reference
-  pthread_attr_t attr;
-  pthread_attr_init(&attr);
-  pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-  pthread_t thread;
-  int err = pthread_create(&thread, &attr, ioThreadMain, new IoThreadStart{this, fd, session});
-  pthread_attr_destroy(&attr);
-  if (err != 0) {
-    std::fprintf(stderr, "xpc: cannot start a connection thread: %s\n", std::strerror(err));
-    std::abort();
+void Connection::watchLocked(int fd, uint64_t session) {
+  retain();  // the loop's reference
+  fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+  watchedFd_ = fd;
+  watchedSession_ = session;
+  input_.clear();
+  inputSender_ = 0;
+  malformed_ = false;
+  wantOutput_ = false;
+  SocketLoop::shared().add(fd, this);
+  if (!output_.empty()) {
+    SocketLoop::shared().wantOutput(fd, this, true);
+    wantOutput_ = true;
   }
 }
 
-void* Connection::ioThreadMain(void* start) {
-  auto* io = static_cast<IoThreadStart*>(start);
-  Connection* self = io->connection;
-  if (self->role_ == Role::Listener) {
-    self->acceptLoop(io->fd);
-  } else {
-    self->readLoop(io->fd, io->session);
-  }
-  delete io;
-  self->release();
-  return nullptr;
-}
-
-void Connection::readLoop(int fd, uint64_t session) {
-  bool malformed = false;
-  for (;;) {
-    unsigned char prefix[Wire::kPrefixSize];
-    pid_t sender = 0;
-    size_t got = readFully(fd, prefix, sizeof prefix, &sender);
-    if (got == 0) break;  // closed between frames
-    if (sender > 0 && role_ == Role::Client) pid_ = sender;
-    uint32_t length = got == sizeof prefix ? Wire::bodyLength(prefix) : 0;
-    std::string body(length, '\0');
-    Wire::Header header;
-    Object* message = nullptr;
-    if (length > 0 && readFully(fd, &body[0], length) == length) message = Wire::decode(body, header);
-    if (!message) {
-      malformed = true;
-      break;
+void Connection::socketReady(uint32_t events) {
+  if (role_ == Role::Listener) {
+    // A listening socket that cancel() shut down reads as hung up; accept()
+    // on it would only say "try again".
+    if (events & (EPOLLHUP | EPOLLERR)) {
+      socketClosed();
+    } else {
+      acceptAvailable();
     }
+    return;
+  }
+  if (events & EPOLLOUT) {
+    std::lock_guard<std::mutex> write(writeMu_);
+    if (fd_ == watchedFd_) flushLocked();
+  }
+  if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) && !readAvailable()) socketClosed();
+}
+
+bool Connection::readAvailable() {
+  char chunk[kReadChunk];
+  for (;;) {
+    iovec io{chunk, sizeof chunk};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+    msghdr message{};
+    message.msg_iov = &io;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    ssize_t n = recvmsg(watchedFd_, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return true;
+    if (n <= 0) {
+      // Closed between frames is a hangup; within one, garbage.
+      if (!input_.empty()) malformed_ = true;
+      return false;
+    }
+    // Who wrote these bytes (SCM_CREDENTIALS): the kernel never returns the
+    // bytes of two writers in one read.
+    pid_t sender = 0;
+    for (cmsghdr* c = CMSG_FIRSTHDR(&message); c != nullptr; c = CMSG_NXTHDR(&message, c)) {
+      if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_CREDENTIALS) {
+        ucred cred;
+        memcpy(&cred, CMSG_DATA(c), sizeof cred);
+        sender = cred.pid;
+      }
+    }
+    if (input_.empty()) {
+      inputSender_ = sender;
+    } else if (sender != inputSender_) {
+      inputSender_ = -1;
+    }
+    input_.append(chunk, static_cast<size_t>(n));
+    if (!takeFrames(sender)) {
+      malformed_ = true;
+      return false;
+    }
+  }
+}
+
+// Hands on every whole frame in input_; false on a malformed one.
+bool Connection::takeFrames(pid_t chunkSender) {
+  size_t at = 0;
+  while (input_.size() - at >= Wire::kPrefixSize) {
+    unsigned char prefix[Wire::kPrefixSize];
+    memcpy(prefix, input_.data() + at, sizeof prefix);
+    uint32_t length = Wire::bodyLength(prefix);
+    if (length == 0) return false;
+    if (input_.size() - at - Wire::kPrefixSize < length) break;
+    Wire::Header header;
+    Object* message = Wire::decode(input_.substr(at + Wire::kPrefixSize, length), header);
+    at += Wire::kPrefixSize + length;
+    if (!message) return false;
+    // A frame written by two processes is nobody's.
+    pid_t sender = inputSender_ > 0 ? inputSender_ : 0;
+    inputSender_ = chunkSender;  // what follows came in the latest read
+    if (sender > 0 && role_ == Role::Client) pid_ = sender;
     receive(header, message, sender);
   }
+  input_.erase(0, at);
+  return true;
+}
+
+void Connection::socketClosed() {
   {
     std::lock_guard<std::mutex> write(writeMu_);
-    close(fd);
-    fd_ = -1;
+    SocketLoop::shared().remove(watchedFd_);
+    close(watchedFd_);
+    if (fd_ == watchedFd_) fd_ = -1;
+    watchedFd_ = -1;
+    output_.clear();
+    input_.clear();
   }
-  std::lock_guard<std::mutex> lock(mu_);
-  // Only a client can reach the service again; for everyone else, and after
-  // garbage, the conversation is over.
-  if (role_ == Role::Client && !malformed) {
-    interruptLocked(session);
-  } else {
-    finishLocked();
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    // Only a client can reach the service again; for everyone else, and
+    // after garbage, the conversation is over.
+    if (role_ == Role::Client && !malformed_) {
+      interruptLocked(watchedSession_);
+    } else {
+      finishLocked();
+    }
   }
+  release();  // the loop's reference
 }
 
 void Connection::receive(const Wire::Header& header, Object* message, pid_t sender) {
@@ -423,23 +472,21 @@ void Connection::receive(const Wire::Header& header, Object* message, pid_t send
   } else {
     inbox_.push_back(Event{message, {}, false});
   }
-  bool deliverHere = claimDeliveryLocked();
-  lock.unlock();
-  // The reader holds no lock now: when the target queue is idle it delivers
-  // the message itself, as the queue's own work, instead of waking a worker.
-  if (deliverHere && !dispatch::Queue::from(queue_)->runNowIfIdle(deliverNext, this)) {
-    dispatch_async_f(queue_, this, deliverNext);
-  }
+  // The socket loop never runs a handler itself: a slow one would hold up
+  // every other connection.
+  scheduleLocked();
 }
 
-void Connection::acceptLoop(int fd) {
+void Connection::acceptAvailable() {
   for (;;) {
-    int peerFd = accept4(fd, nullptr, nullptr, SOCK_CLOEXEC);
+    int peerFd = accept4(watchedFd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (peerFd < 0) {
       if (errno == EINTR || errno == ECONNABORTED) continue;
+      if (errno == EAGAIN || errno == EWOULDBLOCK) return;
       if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-        usleep(100 * 1000);  // out of resources: retry rather than spin or give up
-        continue;
+        // Out of resources: the pending clients wait, the others are served.
+        SocketLoop::shared().pauseInput(watchedFd_, this, std::chrono::milliseconds(100));
+        return;
       }
       break;  // shut down by cancel()
     }
@@ -464,13 +511,7 @@ void Connection::acceptLoop(int fd) {
     inbox_.push_back(Event{peer, {}, false});
     scheduleLocked();
   }
-  {
-    std::lock_guard<std::mutex> write(writeMu_);
-    close(fd);
-    fd_ = -1;
-  }
-  std::lock_guard<std::mutex> lock(mu_);
-  finishLocked();
+  socketClosed();
 }
 
 void Connection::holdForRuntimeLocked() {

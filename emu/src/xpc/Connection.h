@@ -12,6 +12,7 @@
 
 #include "../kernel/ProcessIdentity.h"
 #include "Object.h"
+#include "SocketLoop.h"
 #include "Wire.h"
 
 namespace emu::xpc {
@@ -22,11 +23,15 @@ namespace emu::xpc {
 // drained one event at a time on the target queue, so handlers never overlap
 // and a reply is handled only after everything that arrived before it.
 //
+// Its socket is watched by the process's one socket loop, which reads
+// frames, accepts peers and writes what the socket would not take at once;
+// a connection has no thread of its own.
+//
 // Lifetime: from activation until the final XPC_ERROR_CONNECTION_INVALID has
 // been delivered the runtime holds a reference of its own. Peers are born
 // holding only that one, so a service never retains or releases the peers it
 // is given.
-class Connection : public Object {
+class Connection : public Object, private SocketLoop::Watcher {
  public:
   static Connection* from(xpc_connection_t handle);
   static Connection* createClient(const char* name, dispatch_queue_t targetq);
@@ -76,10 +81,16 @@ class Connection : public Object {
 
   void transmit(Object& message, const Waiter* waiter);
   bool connectLocked();
-  void startIoThread(int fd, uint64_t session);
-  static void* ioThreadMain(void* start);
-  void readLoop(int fd, uint64_t session);
-  void acceptLoop(int fd);
+  // Hands the socket to the socket loop, which holds a reference until it
+  // has closed it.
+  void watchLocked(int fd, uint64_t session);
+  void socketReady(uint32_t events) override;
+  // False once the conversation on the socket is over.
+  bool readAvailable();
+  bool takeFrames(pid_t chunkSender);
+  void acceptAvailable();
+  void socketClosed();
+  void flushLocked();
   void receive(const Wire::Header& header, Object* message, pid_t sender);
   // Whether a message written by process `sender` may be delivered: always,
   // unless a code-signing requirement is set; then only from the process that
@@ -110,6 +121,15 @@ class Connection : public Object {
   std::mutex writeMu_;    // orders writes; guards connecting and closing the socket
   int fd_ = -1;           // the socket (listening socket for a listener), -1 when closed
   uint64_t session_ = 0;  // sockets connected so far
+  std::string output_;    // written, not yet taken by the socket
+  bool wantOutput_ = false;  // the loop watches for room to write it
+
+  // The socket loop's alone, while it watches the socket.
+  int watchedFd_ = -1;
+  uint64_t watchedSession_ = 0;
+  std::string input_;       // bytes of frames not yet whole
+  pid_t inputSender_ = 0;   // who wrote them; -1 if more than one process did
+  bool malformed_ = false;
 
   std::mutex mu_;  // guards everything below; taken after writeMu_, never before
   xpc_handler_t handler_ = nullptr;

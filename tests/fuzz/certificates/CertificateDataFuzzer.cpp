@@ -1,21 +1,25 @@
 // Bytes no one checked, sent as a CA certificate to install: they reach the
 // framework's certificate parser through the command, and nothing crashes,
-// leaks or reads out of bounds whatever they hold.
+// leaks or reads out of bounds whatever they hold. Every input meets the
+// same keychain and trust settings, put back after each one.
 #include <xpc/xpc.h>
 
 #include <cstddef>
 #include <cstdint>
 
+#include "StoreSnapshot.h"
 #include "XpcCommandHandler.h"
 #include "XpcRef.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static XpcCommandHandler* router = new XpcCommandHandler(nullptr);
+  static StoreSnapshot* system = new StoreSnapshot(StoreSnapshot::ofSystemStores());
   xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
   xpc_dictionary_set_string(request.get(), "Command", "installsystemcacert");
   xpc_dictionary_set_data(request.get(), "CertificateData", data, size);
   // A request made here expects no reply, so the router builds none; the
   // command still runs to its end.
   xpc::XpcRef reply(router->handleDictionaryCommand(nullptr, request.get()), xpc::RefPolicy::Adopt);
+  system->restore();
   return 0;
 }

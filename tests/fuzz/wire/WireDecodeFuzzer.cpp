@@ -1,7 +1,8 @@
 // Whatever bytes a peer writes, decoding a frame either yields a message or
 // refuses the frame: it never crashes, reads out of bounds or leaks. A
 // decoded message encodes to a frame that decodes and encodes to the same
-// bytes again (bytes, not xpc_equal: a NaN is not equal to itself).
+// bytes again (bytes, not xpc_equal: a NaN is not equal to itself), and can
+// be described, hashed and compared, as a service that logs what arrived does.
 #include <xpc/xpc.h>
 
 #include <cstddef>
@@ -26,8 +27,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Object* copy = Wire::decode(frame.substr(Wire::kPrefixSize), again);
     std::string reframed;
     if (copy == nullptr || !Wire::encode(again, *copy, reframed) || reframed != frame) abort();
+    if (xpc_equal(copy->handle(), message->handle()) && xpc_hash(copy->handle()) != xpc_hash(message->handle())) {
+      abort();
+    }
     copy->release();
   }
+  free(xpc_copy_description(message->handle()));
   message->release();
   return 0;
 }

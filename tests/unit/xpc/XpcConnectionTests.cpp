@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -196,19 +197,23 @@ TEST_F(XpcConnection, ListenerUsesTheSocketLaunchdHandedOver) {
 
 // The bytes an XPC client puts on the wire for one request, read by a raw
 // socket posing as the service.
-std::string captureFrame(const std::string& name) {
+XpcRef echoRequest() {
+  XpcRef request = op("echo");
+  xpc_dictionary_set_string(request.get(), "value", "captured");
+  XpcRef nested = adopt(xpc_array_create_empty());
+  xpc_array_set_string(nested.get(), XPC_ARRAY_APPEND, "item");
+  xpc_dictionary_set_value(request.get(), "list", nested.get());
+  xpc_dictionary_set_data(request.get(), "blob", "\x01\x02", 2);
+  xpc_dictionary_set_double(request.get(), "ratio", 0.5);
+  return request;
+}
+
+std::string captureFrame(const std::string& name, xpc_object_t request) {
   int listener = rawSocket(name, true);
   std::string bytes;
   {
     XpcTestClient client(name);
-    XpcRef request = op("echo");
-    xpc_dictionary_set_string(request.get(), "value", "captured");
-    XpcRef nested = adopt(xpc_array_create_empty());
-    xpc_array_set_string(nested.get(), XPC_ARRAY_APPEND, "item");
-    xpc_dictionary_set_value(request.get(), "list", nested.get());
-    xpc_dictionary_set_data(request.get(), "blob", "\x01\x02", 2);
-    xpc_dictionary_set_double(request.get(), "ratio", 0.5);
-    xpc_connection_send_message(client.connection(), request.get());
+    xpc_connection_send_message(client.connection(), request);
     int peer = accept(listener, nullptr, nullptr);
     // The client closes its end on cancel, so the capture ends with the frame.
     xpc_connection_cancel(client.connection());
@@ -230,7 +235,7 @@ void sendRaw(const std::string& name, const std::string& bytes) {
 TEST_F(XpcConnection, GarbageOnTheWireDropsOnlyThatPeer) {
   EchoService service(name_);
   long baseline = emu_xpc_live_objects();
-  std::string frame = captureFrame(name_ + ".capture");
+  std::string frame = captureFrame(name_ + ".capture", echoRequest().get());
   ASSERT_GT(frame.size(), 20u);
   std::vector<std::string> sent{frame, std::string(4, '\xff') + "huge length", "GET / HTTP/1.0\r\n\r\n",
                                 frame + frame.substr(0, frame.size() / 2)};  // the first as a sanity check
@@ -247,6 +252,49 @@ TEST_F(XpcConnection, GarbageOnTheWireDropsOnlyThatPeer) {
       << emu_xpc_live_objects() - baseline << " objects left behind";
   XpcTestClient client(name_);
   EXPECT_TRUE(echo(client, "still serving"));
+}
+
+size_t threadCount() {
+  size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) count += entry.exists();
+  return count;
+}
+
+// A connection costs the service memory, not a thread, and what one client
+// does or fails to do holds up no other: clients that connect and say
+// nothing, one that stops halfway through a request, one that takes none of
+// what the service sends it, and one that goes away while its request runs.
+TEST_F(XpcConnection, HeldSlowAndVanishingClientsCostNoThreadAndHoldUpNobody) {
+  std::string stream = captureFrame(name_ + ".capture", op("stream", {{"count", 100000}}).get());
+  EchoService service(name_);
+  XpcTestClient steady(name_);
+  ASSERT_TRUE(echo(steady, "before"));
+  const size_t threads = threadCount();
+
+  constexpr int kHeld = 300;
+  std::vector<int> held;
+  for (int i = 0; i < kHeld; ++i) held.push_back(rawSocket(name_, false));
+  int halfway = rawSocket(name_, false);
+  ASSERT_EQ(write(halfway, stream.data(), stream.size() / 2), static_cast<ssize_t>(stream.size() / 2));
+  int deaf = rawSocket(name_, false);
+  ASSERT_EQ(write(deaf, stream.data(), stream.size()), static_cast<ssize_t>(stream.size()));
+  {
+    XpcTestClient gone(name_);
+    xpc_connection_send_message(gone.connection(), op("hold").get());
+  }
+
+  EXPECT_TRUE(echo(steady, "after"));
+  XpcTestClient late(name_);
+  EXPECT_TRUE(echo(late, "a newcomer"));
+  // The pool may have grown to the machine's width meanwhile; one thread per
+  // connection would be hundreds.
+  EXPECT_LT(threadCount(), threads + 16) << "threads for " << kHeld << " held connections";
+
+  for (int fd : held) close(fd);
+  close(halfway);
+  close(deaf);
+  ASSERT_TRUE(service.waitForPeersEnded(kHeld + 3));
+  EXPECT_TRUE(echo(steady, "at the end"));
 }
 
 TEST_F(XpcConnection, LiveObjectsReturnToTheirCountAfterRequestsAndTeardown) {

@@ -1,0 +1,21 @@
+# Writes OUTPUT: the seed files, comma-separated, as libFuzzer's
+# -seed_inputs=@file reads them. Each of DIRS is a folder (all its files) or
+# a file pattern; missing folders add nothing.
+set(files "")
+foreach(dir IN LISTS DIRS)
+  if(IS_DIRECTORY ${dir})
+    set(dir ${dir}/*)
+  endif()
+  file(GLOB found LIST_DIRECTORIES false ${dir})
+  list(FILTER found EXCLUDE REGEX "(/stamp|\\.stamp|/README[^/]*)$")
+  list(APPEND files ${found})
+endforeach()
+list(SORT files)
+list(JOIN files "," joined)
+if(EXISTS ${OUTPUT})
+  file(READ ${OUTPUT} current)
+  if(current STREQUAL joined)
+    return()
+  endif()
+endif()
+file(WRITE ${OUTPUT} "${joined}")
