@@ -28,7 +28,7 @@ test-asan: build-asan
 
 test: test-linux test-asan
 
-# Every fuzz target for FUZZ_SECONDS (default 600) from its seeds, in the
+# Every fuzz target for FUZZ_SECONDS (default 600) from its starting corpus, in the
 # sanitizer build; not part of `make test`, which runs their short, fixed runs.
 FUZZ_SECONDS ?= 600
 fuzz: build-asan

@@ -4,7 +4,7 @@
 // unless it is a multiple of 8), the command (a known word with its letter
 // case chosen per letter, or any text), then arguments until the input ends,
 // each a key chosen from the keys the families read, a type and a value.
-// Encoding a real request gives a seed that decodes back to it.
+// Encoding a real request gives an input that decodes back to it.
 #include <xpc/xpc.h>
 
 #include <cstddef>

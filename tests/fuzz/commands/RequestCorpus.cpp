@@ -1,9 +1,9 @@
-// Writes the seed corpora of the request fuzzers: a real request of every
+// Writes the starting corpora of the request fuzzers: a real request of every
 // command with valid arguments (the fake Mac's services, networks and
 // stores, a real CA certificate, a fixture profile and application), as the
 // command fuzzer's input and as the frame a client puts on the wire.
 //
-//   request_seeds COMMANDS_DIR WIRE_DIR CERTIFICATE_PEM PROFILE APP_ZIP
+//   request_corpus COMMANDS_DIR WIRE_DIR CERTIFICATE_PEM PROFILE APP_ZIP
 #include <xpc/xpc.h>
 
 #include <cstdio>
@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
     if (input.empty() || !emu::xpc::Wire::encode(header, *emu::xpc::Object::from(dictionary.get()), frame) ||
         !write(commandsDir + "/" + request.first, input) ||
         !write(wireDir + "/" + request.first, frame.substr(emu::xpc::Wire::kPrefixSize))) {
-      std::fprintf(stderr, "request_seeds: cannot write the seed of %s\n", request.first.c_str());
+      std::fprintf(stderr, "request_corpus: cannot write the input of %s\n", request.first.c_str());
       ++failures;
     }
   }

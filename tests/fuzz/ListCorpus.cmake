@@ -1,4 +1,4 @@
-# Writes OUTPUT: the seed files, comma-separated, as libFuzzer's
+# Writes OUTPUT: the starting inputs, comma-separated, as libFuzzer's
 # -seed_inputs=@file reads them. Each of DIRS is a folder (all its files) or
 # a file pattern; missing folders add nothing.
 set(files "")
