@@ -248,10 +248,10 @@ TEST(CodesignTool, SignsDisplaysAndVerifiesWithTheRealToolsWords) {
   EXPECT_EQ(1, unsignedResult.status);
   EXPECT_EQ(path + ": code object is not signed at all\n", unsignedResult.err);
 
-  EXPECT_EQ(0, ChildProcess::run({"/usr/bin/codesign", "-s", MACHELPER_SIGNING_IDENTITY, "--keychain",
-                                  MACHELPER_SIGNING_KEYCHAIN, "-i", "com.example.OnboardingClient", "--options",
-                                  "runtime", path})
-                   .status);
+  ProcessResult signing = ChildProcess::run({"/usr/bin/codesign", "-s", MACHELPER_SIGNING_IDENTITY, "--keychain",
+                                             MACHELPER_SIGNING_KEYCHAIN, "-i", "com.example.OnboardingClient",
+                                             "--options", "runtime", path});
+  EXPECT_EQ(0, signing.status) << signing.err;
   ProcessResult again = ChildProcess::run({"/usr/bin/codesign", "-s", "-", path});
   EXPECT_EQ(1, again.status);
   EXPECT_EQ(path + ": is already signed\n", again.err);
