@@ -11,13 +11,6 @@ namespace {
 
 xpc::XpcRef request() { return xpc::XpcRef(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt); }
 
-// What the check says of a request holding only this string under key.
-std::string checkString(const char* key, const std::string& value) {
-  xpc::XpcRef message = request();
-  xpc_dictionary_set_string(message.get(), key, value.c_str());
-  return RequestLimits::check(message.get());
-}
-
 std::string refusal(const char* key) {
   return std::string("The value provided for '") + key + "' is too long to be acted on!";
 }
@@ -32,8 +25,14 @@ TEST(RequestLimitsTest, PathsUpToPathMaxAndOtherValuesUpTo64KiB) {
   xpc_dictionary_set_int64(within.get(), "NewPriority", 1);
   EXPECT_EQ(RequestLimits::check(within.get()), "");
 
-  for (const char* key : {"MobileConfigPath", "ZipFile", "File"}) EXPECT_EQ(checkString(key, path + "/"), refusal(key));
-  EXPECT_EQ(checkString("Command", value + "x"), refusal("Command"));
+  for (const char* key : {"MobileConfigPath", "ZipFile", "File"}) {
+    xpc::XpcRef message = request();
+    xpc_dictionary_set_string(message.get(), key, (path + "/").c_str());
+    EXPECT_EQ(RequestLimits::check(message.get()), refusal(key));
+  }
+  xpc::XpcRef longString = request();
+  xpc_dictionary_set_string(longString.get(), "Command", (value + "x").c_str());
+  EXPECT_EQ(RequestLimits::check(longString.get()), refusal("Command"));
   xpc::XpcRef longData = request();
   xpc_dictionary_set_data(longData.get(), "PEMdata", value.data(), value.size());
   EXPECT_EQ(RequestLimits::check(longData.get()), "");
