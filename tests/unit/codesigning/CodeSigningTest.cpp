@@ -182,6 +182,19 @@ TEST(CodeSignature, ModifiedOrUnsignedCodeIsRefused) {
   EXPECT_EQ(errSecCSSignatureFailed, adhoc.check());
 }
 
+// The code a guest-attribute lookup by these audit-token bytes finds, and its status.
+static OSStatus guestByAudit(const audit_token_t &token, CFIndex length, Owned<SecCodeRef> *held) {
+  Owned<CFDataRef> audit(CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(&token), length));
+  const void *keys[] = {kSecGuestAttributeAudit};
+  const void *values[] = {audit.get()};
+  Owned<CFDictionaryRef> attributes(
+      CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  SecCodeRef code = nullptr;
+  OSStatus status = SecCodeCopyGuestWithAttributes(nullptr, attributes.get(), kSecCSDefaultFlags, &code);
+  held->reset(code);
+  return status;
+}
+
 TEST(SecCode, APeerFoundByItsAuditTokenIsCheckedAgainstTheClientRequirement) {
   long before = emu_cf_live_objects();
   int pair[2];
@@ -190,23 +203,16 @@ TEST(SecCode, APeerFoundByItsAuditTokenIsCheckedAgainstTheClientRequirement) {
   ASSERT_NE(nullptr, identity);
   audit_token_t token = emu::kernel::auditTokenOf(*identity);
   {
-    Owned<CFDataRef> audit(CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(&token), sizeof token));
-    const void *keys[] = {kSecGuestAttributeAudit};
-    const void *values[] = {audit.get()};
-    Owned<CFDictionaryRef> attributes(CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
-                                                         &kCFTypeDictionaryValueCallBacks));
-    SecCodeRef code = nullptr;
-    ASSERT_EQ(errSecSuccess, SecCodeCopyGuestWithAttributes(nullptr, attributes.get(), kSecCSDefaultFlags, &code));
-    Owned<SecCodeRef> held(code);
-
+    Owned<SecCodeRef> code;
+    ASSERT_EQ(errSecSuccess, guestByAudit(token, sizeof token, &code));
     SecRequirementRef requirement = nullptr;
     Owned<CFStringRef> text(emu::createString(kClientRequirement));
     ASSERT_EQ(errSecSuccess, SecRequirementCreateWithString(text.get(), kSecCSDefaultFlags, &requirement));
     Owned<SecRequirementRef> heldRequirement(requirement);
-    EXPECT_EQ(errSecSuccess, SecCodeCheckValidity(code, kSecCSDefaultFlags, requirement));
+    EXPECT_EQ(errSecSuccess, SecCodeCheckValidity(code.get(), kSecCSDefaultFlags, requirement));
 
     CFDictionaryRef information = nullptr;
-    ASSERT_EQ(errSecSuccess, SecCodeCopySigningInformation(code, kSecCSSigningInformation, &information));
+    ASSERT_EQ(errSecSuccess, SecCodeCopySigningInformation(code.get(), kSecCSSigningInformation, &information));
     Owned<CFDictionaryRef> heldInformation(information);
     auto value = [&](CFStringRef key) { return CFDictionaryGetValue(information, key); };
     EXPECT_TRUE(CFEqual(CFSTR("com.example.OnboardingClient"), value(kSecCodeInfoIdentifier)));
@@ -218,25 +224,17 @@ TEST(SecCode, APeerFoundByItsAuditTokenIsCheckedAgainstTheClientRequirement) {
     EXPECT_EQ(3, CFArrayGetCount(static_cast<CFArrayRef>(value(kSecCodeInfoCertificates))));
 
     CFURLRef path = nullptr;
-    ASSERT_EQ(errSecSuccess, SecCodeCopyPath(code, kSecCSDefaultFlags, &path));
+    ASSERT_EQ(errSecSuccess, SecCodeCopyPath(code.get(), kSecCSDefaultFlags, &path));
     Owned<CFURLRef> heldPath(path);
     Owned<CFStringRef> pathText(CFURLCopyFileSystemPath(path, kCFURLPOSIXPathStyle));
     EXPECT_EQ(ownExecutable(), emu::utf8(pathText.get()));
   }
-  // A token nobody holds names no code.
+  // A token nobody holds names no code, nor does a cut-off one.
   identity.reset();
-  {
-  Owned<CFDataRef> audit(CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(&token), sizeof token));
-  Owned<CFDataRef> shortAudit(CFDataCreate(nullptr, reinterpret_cast<const UInt8 *>(&token), 7));
-  for (CFDataRef data : {audit.get(), shortAudit.get()}) {
-    const void *keys[] = {kSecGuestAttributeAudit};
-    const void *values[] = {data};
-    Owned<CFDictionaryRef> attributes(CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
-                                                         &kCFTypeDictionaryValueCallBacks));
-    SecCodeRef code = nullptr;
-    EXPECT_EQ(errSecCSNoSuchCode, SecCodeCopyGuestWithAttributes(nullptr, attributes.get(), kSecCSDefaultFlags, &code));
-    EXPECT_EQ(nullptr, code);
-  }
+  for (CFIndex length : {static_cast<CFIndex>(sizeof token), CFIndex{7}}) {
+    Owned<SecCodeRef> code;
+    EXPECT_EQ(errSecCSNoSuchCode, guestByAudit(token, length, &code));
+    EXPECT_EQ(nullptr, code.get());
   }
   close(pair[0]);
   close(pair[1]);
@@ -250,10 +248,10 @@ TEST(CodesignTool, SignsDisplaysAndVerifiesWithTheRealToolsWords) {
   EXPECT_EQ(1, unsignedResult.status);
   EXPECT_EQ(path + ": code object is not signed at all\n", unsignedResult.err);
 
-  EXPECT_EQ(0, ChildProcess::run({"/usr/bin/codesign", "-s", MACHELPER_SIGNING_IDENTITY, "--keychain",
-                                  MACHELPER_SIGNING_KEYCHAIN, "-i", "com.example.OnboardingClient", "--options",
-                                  "runtime", path})
-                   .status);
+  ProcessResult signing = ChildProcess::run({"/usr/bin/codesign", "-s", MACHELPER_SIGNING_IDENTITY, "--keychain",
+                                             MACHELPER_SIGNING_KEYCHAIN, "-i", "com.example.OnboardingClient",
+                                             "--options", "runtime", path});
+  EXPECT_EQ(0, signing.status) << signing.err;
   ProcessResult again = ChildProcess::run({"/usr/bin/codesign", "-s", "-", path});
   EXPECT_EQ(1, again.status);
   EXPECT_EQ(path + ": is already signed\n", again.err);

@@ -31,16 +31,12 @@ class Listener {
     EXPECT_EQ(0, listen(fd_, 4));
   }
   ~Listener() { close(fd_); }
-  // In the child: connects, then waits until the test closes its end.
-  int connectAndWait() const {
+  // In the child: connects, then (when asked to wait) waits until the test closes its end.
+  int connectFromChild(bool wait) const {
     int fd = socket(AF_UNIX, SOCK_STREAM, 0);
     if (connect(fd, reinterpret_cast<const sockaddr*>(&address_), length_) != 0) return 1;
     char byte;
-    return read(fd, &byte, 1) == 0 ? 0 : 2;
-  }
-  int connectAndExit() const {
-    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    return connect(fd, reinterpret_cast<const sockaddr*>(&address_), length_) == 0 ? 0 : 1;
+    return !wait || read(fd, &byte, 1) == 0 ? 0 : 2;
   }
   int accept() const { return ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC); }
 
@@ -54,7 +50,7 @@ class Listener {
 
 TEST(ProcessIdentity, NamesTheConnectedProcessAndItsTokenFindsItWhileItLives) {
   Listener listener;
-  ChildProcess child([&] { return listener.connectAndWait(); });
+  ChildProcess child([&] { return listener.connectFromChild(true); });
   int fd = listener.accept();
   ASSERT_GE(fd, 0);
 
@@ -95,7 +91,7 @@ TEST(ProcessIdentity, NamesTheConnectedProcessAndItsTokenFindsItWhileItLives) {
 
 TEST(ProcessIdentity, APeerThatIsGoneCannotBeNamed) {
   Listener listener;
-  ChildProcess child([&] { return listener.connectAndExit(); });
+  ChildProcess child([&] { return listener.connectFromChild(false); });
   EXPECT_EQ(0, child.wait());
   int fd = listener.accept();
   ASSERT_GE(fd, 0);

@@ -2,7 +2,6 @@
 // System keychain, checked against openssl on Debian's CA certificates.
 #include <CommonCrypto/CommonDigest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -22,13 +21,7 @@ std::string sha1Hex(SecCertificateRef certificate) {
   auto data = adopt(SecCertificateCopyData(certificate));
   unsigned char digest[CC_SHA1_DIGEST_LENGTH];
   CC_SHA1(CFDataGetBytePtr(data.get()), static_cast<CC_LONG>(CFDataGetLength(data.get())), digest);
-  std::string hex;
-  for (unsigned char byte : digest) {
-    char pair[3];
-    std::snprintf(pair, sizeof(pair), "%02X", byte);
-    hex += pair;
-  }
-  return hex;
+  return hex(cfdata(std::string(reinterpret_cast<const char*>(digest), sizeof digest)).get());
 }
 
 // What openssl says of a CA certificate file, in one run: its SHA-1 in

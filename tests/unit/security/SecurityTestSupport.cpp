@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cstdio>
+
 namespace sectest {
 
 xpc::CFRef<SecKeychainRef> openKeychain(const std::string& path) {
@@ -41,6 +43,17 @@ int asUser(const std::function<int()>& body) {
 
 xpc::CFRef<SecCertificateRef> certificateFrom(const std::string& der) {
   return adopt(SecCertificateCreateWithData(nullptr, cfdata(der).get()));
+}
+
+std::string hex(CFTypeRef data) {
+  if (data == nullptr || CFGetTypeID(data) != CFDataGetTypeID()) return "<not data>";
+  std::string text;
+  for (CFIndex i = 0; i < CFDataGetLength(static_cast<CFDataRef>(data)); ++i) {
+    char pair[3];
+    std::snprintf(pair, sizeof(pair), "%02X", CFDataGetBytePtr(static_cast<CFDataRef>(data))[i]);
+    text += pair;
+  }
+  return text;
 }
 
 }  // namespace sectest

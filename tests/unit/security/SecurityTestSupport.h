@@ -29,4 +29,7 @@ constexpr char kGoDaddyClass2[] = "Go_Daddy_Class_2_CA.crt";  // no common name
 
 xpc::CFRef<SecCertificateRef> certificateFrom(const std::string& der);
 
+// CF data as upper-case hex without separators; "<not data>" for anything else.
+std::string hex(CFTypeRef data);
+
 }  // namespace sectest

@@ -112,18 +112,13 @@ TEST_F(SecurityTool, CertificatesAreFoundDumpedAndDeleted) {
   sha256.erase(0, sha256.find('=') + 1);
   sha256.erase(std::remove(sha256.begin(), sha256.end(), ':'), sha256.end());
   Certificate isrg(kISRGRootX1);
-  EXPECT_EQ(run.out.rfind("SHA-256 hash: " + sha256 + "SHA-1 hash: " + isrg.trustKey() + "\n" +
-                              "keychain: \"/Library/Keychains/System.keychain\"\n",
-                          0),
-            0u)
-      << run.out;
+  const std::string head = "SHA-256 hash: " + sha256 + "SHA-1 hash: " + isrg.trustKey() + "\n";
+  EXPECT_EQ(run.out.rfind(head + "keychain: \"/Library/Keychains/System.keychain\"\n", 0), 0u) << run.out;
   EXPECT_NE(run.out.find("    \"labl\"<blob>=\"ISRG Root X1\"\n"), std::string::npos) << run.out;
   EXPECT_EQ(security({"find-certificate", "-c", "ISRG", "-p"}).out, isrg.pem);
   run = security({"find-certificate", "-a", "-Z"});
   size_t certificates = 0;
-  for (size_t at = run.out.find("SHA-1 hash: "); at != std::string::npos; at = run.out.find("SHA-1 hash: ", at + 1)) {
-    ++certificates;
-  }
+  for (size_t at = 0; (at = run.out.find("SHA-1 hash: ", at)) != std::string::npos; ++at) ++certificates;
   EXPECT_EQ(certificates, 3u) << run.out;
 
   run = security({"dump-trust-settings", "-d"});
