@@ -48,6 +48,12 @@ TEST_F(ErrorUtilsTest, DescribesSystemConfigurationsLastError) {
   std::vector<LogLine> expected{{5, "Domain string : com.apple.SystemConfiguration"},
                                 {5, "Error code : 1004"}};
   EXPECT_EQ(log.take(), expected);
+
+  _SCErrorSet(kSCStatusPrefsBusy);
+  EXPECT_EQ(errors.getLastCFErrorCode(), 3002);
+  CFErrorRef last = errors.getLastCFErrorObject();
+  ASSERT_NE(last, nullptr);
+  EXPECT_EQ(CFErrorGetCode(last), 3002);
   _SCErrorSet(kSCStatusOK);
 }
 

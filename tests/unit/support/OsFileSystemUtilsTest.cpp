@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "CFTestSupport.h"
@@ -35,6 +36,10 @@ TEST_F(OsFileSystemUtilsTest, StringFilesAlwaysEndInANewline) {
   ASSERT_TRUE(files.writeStringToFile("/tmp/nul.txt", std::string("ab\0cd", 5)));
   EXPECT_EQ(fileBytes("/tmp/nul.txt"), "ab\n");
 
+  const unsigned char bytes[] = {0x00, 0x01, 0xFF};
+  ASSERT_TRUE(files.writeBinaryToFile("/tmp/blob.bin", bytes, sizeof(bytes)));
+  EXPECT_EQ(fileBytes("/tmp/blob.bin"), std::string("\x00\x01\xFF", 3));
+
   writeFile("/tmp/no-newline.txt", "abc");
   EXPECT_EQ(files.readFileToString("/tmp/no-newline.txt"), "abc\n");
   writeFile("/tmp/empty.txt", "");
@@ -63,7 +68,39 @@ TEST_F(OsFileSystemUtilsTest, TempFilesTakeBareNamesOnly) {
   EXPECT_NE(access("/tmp/x.txt", F_OK), 0);
 }
 
-TEST_F(OsFileSystemUtilsTest, ExistenceAndDeletion) {
+TEST_F(OsFileSystemUtilsTest, DirectoriesAreCreatedLevelByLevel) {
+  mode_t previous = umask(0);
+  EXPECT_FALSE(files.createDirectory("/tmp/a/b"));
+  EXPECT_FALSE(files.directoryExists("/tmp/a/b", false));
+  EXPECT_TRUE(log.saw(5, "The path '/tmp/a/b' was *NOT* found."));
+  // Blanks name no level at all, so there is nothing to find or create.
+  EXPECT_FALSE(files.directoryExists("  \t", true));
+  EXPECT_TRUE(log.saw(5, "Desired path was NOT found."));
+
+  EXPECT_TRUE(files.directoryExists("/tmp/a/b/", true));
+  umask(previous);
+  for (const char* path : {"/tmp/a", "/tmp/a/b"}) {
+    struct stat info;
+    ASSERT_EQ(stat(path, &info), 0) << path;
+    EXPECT_TRUE(S_ISDIR(info.st_mode));
+    EXPECT_EQ(info.st_mode & 0777, 0770u) << path;
+  }
+  EXPECT_TRUE(files.checkDirectoryExists("/tmp/a/b"));
+
+  // A file in the way is an error, not a missing directory to create.
+  writeFile("/tmp/file", "x");
+  EXPECT_FALSE(files.directoryExists("/tmp/file/sub", true));
+  EXPECT_TRUE(log.saw(4, "Got an error while trying to check the path '/tmp/file'.  Returning that "
+                         "the path does NOT exist."));
+
+  EXPECT_FALSE(files.deleteDirectory("/tmp/a"));  // not empty
+  EXPECT_TRUE(files.deleteDirectory("/tmp/a/b"));
+  EXPECT_TRUE(files.deleteFile("/tmp/file"));
+  EXPECT_FALSE(files.deleteFile("/tmp/file"));
+  EXPECT_TRUE(log.saw(4, "Unable to delete the file : /tmp/file"));
+}
+
+TEST_F(OsFileSystemUtilsTest, ExistenceAndPermissions) {
   writeFile("/tmp/tool", "#!/bin/sh\n");
   EXPECT_TRUE(files.fileExists("/tmp/tool"));
   EXPECT_TRUE(files.fileExists("/tmp"));  // directories count
@@ -71,10 +108,34 @@ TEST_F(OsFileSystemUtilsTest, ExistenceAndDeletion) {
   EXPECT_FALSE(files.fileExists(""));
   EXPECT_TRUE(log.saw(4, "An empty string was provided while checking if a file exists!"));
 
+  chmod("/tmp/tool", 0644);
+  EXPECT_FALSE(files.fileOwnerHasExecutePermission("/tmp/tool"));
+  chmod("/tmp/tool", 0744);
+  EXPECT_TRUE(files.fileOwnerHasExecutePermission("/tmp/tool"));
+  time_t changed = 0;
+  EXPECT_FALSE(files.getFileCreationTime("/tmp/none", changed));
+}
 
-  EXPECT_TRUE(files.deleteFile("/tmp/tool"));
-  EXPECT_FALSE(files.deleteFile("/tmp/tool"));
-  EXPECT_TRUE(log.saw(4, "Unable to delete the file : /tmp/tool"));
+TEST_F(OsFileSystemUtilsTest, FindFilesSearchesTheWholeTree) {
+  for (const char* folder : {"/tmp/tree", "/tmp/tree/Library", "/tmp/tree/Library/Keychains"}) mkdir(folder, 0755);
+  writeFile("/tmp/tree/login.keychain", "");
+  writeFile("/tmp/tree/Library/Keychains/Login.Keychain", "");
+  writeFile("/tmp/tree/Library/other.txt", "");
+
+  std::vector<std::string> found;
+  ASSERT_TRUE(files.findFiles("/tmp/tree", {"login.keychain"}, false, found));
+  EXPECT_EQ(found, std::vector<std::string>{"/tmp/tree/login.keychain"});
+
+  symlink("/tmp/tree", "/tmp/tree/Library/loop");
+  found.clear();
+  ASSERT_TRUE(files.findFiles("/tmp/tree", {"login.keychain", "login.keychain"}, true, found));
+  // The loop is followed until the system refuses it, so matches repeat
+  // below it; the real files are found all the same.
+  EXPECT_TRUE(std::count(found.begin(), found.end(), "/tmp/tree/Library/Keychains/Login.Keychain"));
+  EXPECT_TRUE(std::count(found.begin(), found.end(), "/tmp/tree/login.keychain"));
+
+  EXPECT_FALSE(files.findFiles("/tmp/tree", {"Library/x"}, false, found));
+  EXPECT_FALSE(files.findFiles("/tmp/none", {"x"}, false, found));
 }
 
 // What another user may have left at a fixed path in /tmp is replaced, never

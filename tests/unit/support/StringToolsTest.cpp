@@ -8,10 +8,23 @@ namespace {
 using xpc::StringTools;
 using Pieces = std::vector<std::string>;
 
-TEST(StringTools, EmptinessIsWhitespaceOnly) {
+TEST(StringTools, EmptinessIsWhitespaceOnlyAndTruthIsTrueOrOne) {
   for (const char* empty : {"", "\n", "   \t", "\r\n"}) EXPECT_TRUE(StringTools::stringIsEmpty(empty)) << empty;
   // A non-breaking space and a vertical tab are not whitespace here.
   for (const char* text : {"\xC2\xA0", "\v", " x "}) EXPECT_FALSE(StringTools::stringIsEmpty(text)) << text;
+
+  for (const char* yes : {"True", "true", "1"}) EXPECT_TRUE(StringTools::boolFromString(yes)) << yes;
+  for (const char* no : {" 1", "yes", "  "}) EXPECT_FALSE(StringTools::boolFromString(no)) << no;
+  EXPECT_EQ(StringTools::boolStringFromString("TRUE"), "true");
+  EXPECT_EQ(StringTools::boolStringFromString("on"), "false");
+}
+
+TEST(StringTools, ReplaceNeverRescansItsReplacement) {
+  EXPECT_EQ(StringTools::replaceInString("aaa", "a", "aa", true, false), "aaaaaa");
+  EXPECT_EQ(StringTools::replaceInString("aaa", "a", "b", false, false), "baa");
+  EXPECT_EQ(StringTools::replaceInString("Proxy PROXY proxy", "proxy", "x", true, true), "x x x");
+  EXPECT_EQ(StringTools::replaceInString("Proxy PROXY proxy", "proxy", "x", true, false), "Proxy PROXY x");
+  EXPECT_EQ(StringTools::replaceInString("abc", " ", "x", true, false), "abc");
 }
 
 TEST(StringTools, FindingIsBoundedAndOptionallyCaseInsensitive) {
@@ -22,6 +35,7 @@ TEST(StringTools, FindingIsBoundedAndOptionallyCaseInsensitive) {
   EXPECT_EQ(StringTools::findNextStringMatch(text, "<string>", 20, false), StringTools::npos);
   EXPECT_EQ(StringTools::findNextStringMatch(text, "key", text.size(), false), StringTools::npos);
   EXPECT_EQ(StringTools::findNextStringMatch(text, "", 0, false), StringTools::npos);
+  EXPECT_EQ(StringTools::findInsensitiveInString(text, "campus"), 27u);
 }
 
 TEST(StringTools, SplitKeepsInnerEmptyPiecesOnly) {
@@ -30,6 +44,8 @@ TEST(StringTools, SplitKeepsInnerEmptyPiecesOnly) {
   for (const auto& [text, pieces] : byComma) EXPECT_EQ(StringTools::split(text, ','), pieces) << text;
   EXPECT_EQ(StringTools::split("en0 :: en1 :: ", " :: "), (Pieces{"en0", "en1"}));
   EXPECT_EQ(StringTools::split("en0::::en1", "::"), (Pieces{"en0", "", "en1"}));
+  EXPECT_EQ(StringTools::splitWithQuotes("profiles -R -p \"My Profile\" \"\""),
+            (Pieces{"profiles", "-R", "-p", "My Profile", ""}));
 }
 
 TEST(StringTools, PathsAndFileNames) {
@@ -38,13 +54,47 @@ TEST(StringTools, PathsAndFileNames) {
   EXPECT_EQ(StringTools::stripInvalidFilenameCharacters("a<b>c:d\"e|f?g*h!i[j]k;l=m,n/o\\p"),
             "abcdefghijklmnop");
   EXPECT_EQ(StringTools::normalizeSlashes("C:\\tmp\\x"), "C:/tmp/x");
+  EXPECT_EQ(StringTools::getFilenameFromPath("/tmp/profiles/wifi.mobileconfig"), "wifi.mobileconfig");
+  EXPECT_EQ(StringTools::getFilenameFromPath("wifi.mobileconfig"), "wifi.mobileconfig");
+  EXPECT_EQ(StringTools::getPathWithoutFilename("/tmp/profiles/wifi.mobileconfig"), "/tmp/profiles/");
+  EXPECT_EQ(StringTools::getPathWithoutFilename("wifi.mobileconfig"), "");
   EXPECT_EQ(StringTools::concatenateFileAndPath("x", "/tmp"), "/tmp/x");
   EXPECT_EQ(StringTools::concatenateFileAndPath("x", "/tmp/"), "/tmp/x");
 }
 
-TEST(XmlUtils, Escaping) {
-  EXPECT_EQ(xpc::XmlUtils::toXmlSafe("Tom & Jerry <b> \xC3\xA0 la carte \"quoted\""),
-            "Tom &amp; Jerry &lt;b&gt; &agrave; la carte \"quoted\"");
+// Text that is not a number reads as 0 rather than throwing.
+TEST(StringTools, NumbersMacAddressesAndNames) {
+  EXPECT_EQ(StringTools::toInt("junk"), 0);
+  EXPECT_FALSE(StringTools::stringIsNumeric("-1"));
+  EXPECT_FALSE(StringTools::stringIsNumeric(""));
+
+  const unsigned char mac[6] = {0x00, 0x1b, 0x63, 0xaa, 0x0f, 0xfe};
+  EXPECT_EQ(StringTools::macAddressToString(mac), "00:1B:63:AA:0F:FE");
+  EXPECT_EQ(StringTools::adaptMacAddress("00-1b-63-aa-0f-fe"), "00:1B:63:AA:0F:FE");
+  EXPECT_EQ(StringTools::adaptMacAddress("00:1b:63:aa:0f"), "");
+  EXPECT_FALSE(StringTools::checkSeparators("00-1B-63-AA-0F-FE"));
+  EXPECT_EQ(StringTools::hexOctetStringToByte("fE"), 254);
+  EXPECT_EQ(StringTools::hexOctetStringToByte("G0"), -1);
+
+  EXPECT_EQ(StringTools::eapMethodIdToString(25), "PEAP");
+  EXPECT_EQ(StringTools::eapMethodIdToString(17), "Unknown EAP method : 17");
+}
+
+TEST(StringTools, HexDumpStaysInsideItsBuffer) {
+  const unsigned char bytes[18] = {'M', 'a', 'c', 0x00, 0xff};
+  std::string dump = StringTools::dumpHex(bytes, sizeof(bytes));
+  EXPECT_EQ(dump,
+            "4D 61 63 00 FF 00 00 00 00 00 00 00 00 00 00 00  | Mac.............\n"
+            "00 00                                            | ..\n");
+}
+
+TEST(XmlUtils, EscapingRoundTrips) {
+  const std::string text = "Tom & Jerry <b> \xC3\xA0 la carte \"quoted\"";
+  std::string safe = xpc::XmlUtils::toXmlSafe(text);
+  EXPECT_EQ(safe, "Tom &amp; Jerry &lt;b&gt; &agrave; la carte \"quoted\"");
+  EXPECT_EQ(xpc::XmlUtils::fromXmlSafe(safe), text);
+  // Undone in a fixed order, so an escaped entity name comes back as the letter.
+  EXPECT_EQ(xpc::XmlUtils::fromXmlSafe("&amp;agrave;"), "\xC3\xA0");
 }
 
 class MacStringUtilsTest : public CFTest {};
