@@ -28,8 +28,6 @@ constexpr char kVictim[] = "/Library/Preferences/com.example.victim.plist";
 const std::vector<std::string> kFixedFiles{"/tmp/cmdstdout.txt", "/tmp/cmdstderr.txt", "/tmp/profiledump.txt",
                                            "/tmp/tempcert.cer", "/tmp/output.txt"};
 
-Arg ssid(const std::string& name) { return Arg::data("SSID", name + std::string(1, '\0')); }
-
 bool exists(const std::string& path) {
   struct stat info;
   return lstat(path.c_str(), &info) == 0;

@@ -13,8 +13,6 @@ namespace {
 constexpr char kStore[] = "/var/db/ConfigurationProfiles/Store/ConfigProfiles.plist";
 constexpr char kDump[] = "/tmp/profiledump.txt";
 
-Arg ssid(const std::string& name) { return Arg::data("SSID", name + std::string(1, '\0')); }
-
 bool dumpRemoved() { return access(kDump, F_OK) != 0; }
 
 class ProfileCommandsTest : public ::testing::Test {

@@ -49,8 +49,6 @@ const Fixture kFixtures[] = {
     {"visitors-blank-identifier", "Example University Visitors Wi-Fi", {{"Visitors", "WPA2 Personal"}}, {}, 0, false},
 };
 
-Arg ssidArg(const std::string& name) { return Arg::data("SSID", name + std::string(1, '\0')); }
-
 // The remembered network's entry, by its name's bytes in hex as macOS files it.
 std::string networkKey(const std::string& ssid) {
   std::string key = "wifi.ssid.<";
@@ -69,8 +67,8 @@ class ProfileCorpusTest : public ::testing::Test {
     return helper.succeeds("commitmobileconfig", {{"MobileConfigPath", file}, whose});
   }
 
-  bool removeFor(const std::string& ssid, const std::string& owner) {
-    return helper.succeeds("deleteprofilesforssid", {ssidArg(ssid), {"Username", owner}});
+  bool removeFor(const std::string& network, const std::string& owner) {
+    return helper.succeeds("deleteprofilesforssid", {ssid(network), {"Username", owner}});
   }
 
   // What the profile brings, and nothing else, is on the system.
