@@ -42,12 +42,9 @@ fm exec "$name" -- sh -c 'echo kept >/Library/Preferences/marker' || fail "exec"
 [ "$(fm exec "$name" -- sh -c 'echo $$')" != "$(fm exec "$name" -- sh -c 'echo $$')" ] ||
   fail "exec commands share a pid"
 
+# A fresh process per demand and cfprefsd's hangup are LaunchdTest.cpp's.
 fm install "$name" "$stub" | grep -q "installed $service" || fail "install"
-first=$(fm exec "$name" -- "$stub" --send "$service" ping) || fail "first connection"
-[ "$(fm exec "$name" -- "$stub" --send "$service" quit)" = bye ] || fail "quit"
-second=$(fm exec "$name" -- "$stub" --send "$service" ping) || fail "second connection"
-[ "$first" != "$second" ] || fail "the job was not started afresh: $first"
-fm exec "$name" -- /usr/bin/killall -HUP cfprefsd || fail "killall -HUP cfprefsd"
+fm exec "$name" -- "$stub" --send "$service" ping >/dev/null || fail "the installed helper is not started on demand"
 
 fm down "$name" || fail "down"
 [ -e "$state" ] && fail "$state is left behind"

@@ -72,17 +72,10 @@ class CertificatesTest : public ::testing::Test {
 
 TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
-  EXPECT_TRUE(loggedAll(helper, {{5, "Trust model setting is : 0"},
-                                 {5, "Calculated thumbprint : " + isrg.thumbprint},
-                                 {5, "The certificate doesn't exist.. Will attempt to install it.."},
-                                 {5, "Will attempt to install a certificate with a common name of : ISRG Root X1"},
-                                 {5, "Using the admin domain for setting trust settings!"},
-                                 {5, "The certificate was installed, and trust settings were set..."}}));
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);
   EXPECT_EQ(adminTrust(isrg), trusted(kSecTrustSettingsResultTrustRoot));
 
   EXPECT_TRUE(exists(kIsrgName, isrg.thumbprint));
-  EXPECT_TRUE(helper.logged(5, "Thumbprints match!"));
   EXPECT_TRUE(helper.succeeds("CertificateExistsInSystemStore",
                               {{"CertLabel", kIsrgName}, {"CertAlias", "anything"}, {"Thumbprint", isrg.thumbprint}}))
       << "the alias plays no part";
@@ -100,10 +93,7 @@ TEST_F(CertificatesTest, ACaIsInstalledOnceAndTrustedForThreePolicies) {
   // Then as "trust as root": its settings rewritten. The system refuses that
   // result for a root, which is only noted.
   EXPECT_TRUE(helper.succeeds("InstallSystemCACert", {Arg::data("CertificateData", isrg.der), {"TrustModel", 1}}));
-  EXPECT_TRUE(loggedAll(
-      helper, {{5, "The target certificate already exists in the system store.  Just updating the policy for it!"},
-               {5, "Attempting to set the value for 'EAP' to 'trust as root'."},
-               {5, "(Error) Failed to write new trust settings for a certificate!"}}));
+  EXPECT_TRUE(helper.logged(5, "(Error) Failed to write new trust settings for a certificate!"));
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);
   EXPECT_EQ(adminTrust(isrg), trusted(kSecTrustSettingsResultTrustRoot));
 }
@@ -120,17 +110,12 @@ TEST_F(CertificatesTest, ACertificateIsFoundByLabelOrCommonName) {
     }
   });
   EXPECT_TRUE(exists("Let's Encrypt", isrg.thumbprint));
-  EXPECT_TRUE(helper.logged(5, "All requirements matched! (2)"));
   EXPECT_TRUE(exists(kIsrgName, isrg.thumbprint));
-  EXPECT_TRUE(
-      loggedAll(helper, {{5, "Found our target cert via raw CN value."}, {5, "All requirements matched! (3)"}}));
   EXPECT_FALSE(exists("ISRG", isrg.thumbprint));
 
   // Without a common name, a certificate goes by its subject summary.
   Certificate goDaddy("Go_Daddy_Class_2_CA.crt");
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", goDaddy.der)}));
-  EXPECT_TRUE(helper.logged(
-      5, "Unable to determine the certificate common name using the first method.  Will attempt a different method."));
   EXPECT_TRUE(exists("Go Daddy Class 2 Certification Authority", goDaddy.thumbprint));
   EXPECT_EQ(adminTrust(goDaddy), trusted(kSecTrustSettingsResultTrustRoot));
 }
@@ -154,12 +139,6 @@ TEST_F(CertificatesTest, ExistingTrustSettingsAreRepairedNotDuplicated) {
   ASSERT_EQ(adminTrust(amazon), (TrustEntries{{"basicX509", 3}, {"sslClient", -1}}));
 
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", amazon.der)}));
-  EXPECT_TRUE(loggedAll(helper, {{5, "Certificate has existing trust settings.  Will copy the existing settings."},
-                                 {5, "The trust setting result value is : 3"},
-                                 {5, "The incorrect trust setting was deleted."},
-                                 {5, "The certificate already has the SSL trust setting..  Modifying if needed.."},
-                                 {5, "The incorrect trust setting policy name was deleted."},
-                                 {5, "Our trust policy doesn't currently exist.  Adding it."}}));
   EXPECT_EQ(adminTrust(amazon), trusted(kSecTrustSettingsResultTrustRoot));
   EXPECT_EQ(copiesInKeychain(amazon.der), 1);
 }
@@ -177,17 +156,15 @@ TEST_F(CertificatesTest, TrustModelsOtherThanZeroAndOneAreRefused) {
   // New: the certificate goes in, its trust fails quietly, then once more
   // after a pause, out loud.
   EXPECT_TRUE(helper.fails("installsystemcacert", {Arg::data("CertificateData", amazon.der), {"TrustModel", 2}}));
-  EXPECT_TRUE(loggedAll(
-      helper, {{5, "(Error) Unexpected trust result/model value provided while setting x.509 trust settings!"},
-               {5, "Failed to write certificate trust items... Will wait a few seconds and then try again.."},
-               {4, "Unable to set the x.509 trust setting to our certificate!"}}));
+  EXPECT_TRUE(helper.logged(4, "Unable to set the x.509 trust setting to our certificate!"));
   EXPECT_EQ(copiesInKeychain(amazon.der), 1);
   EXPECT_TRUE(adminTrust(amazon).empty());
 
   // Deleting it: there are no trust settings to remove, which is only a warning.
   EXPECT_TRUE(helper.succeeds("deletesystemcert", {{"CertLabel", kAmazonName}, {"Thumbprint", amazon.thumbprint}}));
-  EXPECT_TRUE(loggedAll(helper, {{4, "Unable to locate a certificate policy to delete!"},
-                                 {3, "Unable to delete any certificate trust items!"}}));
+  std::vector<LogLine> lines = helper.lines();
+  EXPECT_TRUE(contains(lines, {4, "Unable to locate a certificate policy to delete!"}));
+  EXPECT_TRUE(contains(lines, {3, "Unable to delete any certificate trust items!"}));
   EXPECT_EQ(copiesInKeychain(amazon.der), 0);
 }
 
@@ -200,9 +177,6 @@ TEST_F(CertificatesTest, DeletionTakesTheCertificateAndItsTrust) {
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);
 
   EXPECT_TRUE(helper.succeeds("DeleteSystemCert", {{"CertLabel", kIsrgName}, {"Thumbprint", isrg.thumbprint}}));
-  EXPECT_TRUE(loggedAll(helper, {{5, "Attempting to delete a certificate with the label : ISRG Root X1"},
-                                 {5, "Have trust settings in domain 1."},
-                                 {5, "Deleted the trust settings for the certificate..."}}));
   EXPECT_EQ(copiesInKeychain(isrg.der), 0);
   EXPECT_TRUE(adminTrust(isrg).empty());
   EXPECT_FALSE(exists(kIsrgName, isrg.thumbprint));
@@ -234,12 +208,7 @@ TEST_F(CertificatesTest, CertificateArgumentsAreChecked) {
 
 TEST_F(CertificatesTest, TheSecurityToolInstallsPemText) {
   EXPECT_TRUE(helper.succeeds("installsystemcacertwithsecuritycmd", {{"PEMdata", isrg.pem}}));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Attempting to install a CA certificate to the system store."}));
-  EXPECT_TRUE(contains(lines, {5, securityCall("trustRoot")}));
-  EXPECT_TRUE(contains(lines, {5, "The certificate should be installed."}));
-  EXPECT_FALSE(contains(lines, {5, "No system keychain object cached.  Will open the keychain."}))
-      << "the tool opens its own";
+  EXPECT_TRUE(helper.logged(5, securityCall("trustRoot")));
   EXPECT_EQ(fileBytes("/tmp/tempcert.cer"), "");
   EXPECT_EQ(fileBytes("/tmp/output.txt"), "");
   EXPECT_EQ(copiesInKeychain(isrg.der), 1);

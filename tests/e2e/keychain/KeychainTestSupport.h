@@ -34,14 +34,3 @@ inline std::vector<xpc::CFRef<CFDictionaryRef>> keychainItems(CFStringRef itemCl
   }
   return items;
 }
-
-// Whether each of `expected` came since the last look; forgets them all.
-inline ::testing::AssertionResult loggedAll(HelperSession& helper, const std::vector<LogLine>& expected) {
-  std::vector<LogLine> lines = helper.lines();
-  std::string missing;
-  for (const LogLine& line : expected) {
-    if (!contains(lines, line)) missing += "\n  " + std::to_string(line.level) + " " + line.text;
-  }
-  if (missing.empty()) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "not logged:" << missing;
-}

@@ -7,10 +7,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "ChildProcess.h"
 #include "Eventually.h"
+#include "Files.h"
 #include "LaunchedHelper.h"
 #include "XpcTestClient.h"
 
@@ -35,11 +35,6 @@ const int kSMErrorJobPlistNotFound = 8;
 const int kSMErrorInvalidPlist = 10;
 const int kSMErrorLaunchDeniedByUser = 11;
 const int kSMErrorAlreadyRegistered = 12;
-
-std::string contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 ProcessResult smappservice(const std::string& verb, const std::string& plist = kPlistName) {
   return ChildProcess::run({"/usr/local/bin/smappservice", verb, kApp, plist});
@@ -108,8 +103,8 @@ TEST_F(AppBundleHelperTest, RunsFromInsideTheAppOnlyOnceTheUserAllowsIt) {
 // and says who removes the helper instead.
 TEST_F(AppBundleHelperTest, UninstallLeavesTheAppAndSaysWhoRemovesTheHelper) {
   registerAndApprove();
-  const std::string helperBytes = contents(kBundledHelper);
-  const std::string plistBytes = contents(kBundledPlist);
+  const std::string helperBytes = fileBytes(kBundledHelper);
+  const std::string plistBytes = fileBytes(kBundledPlist);
 
   XpcTestClient client(kLabel);
   xpc::XpcRef reply = client.sendCommand("uninstall");
@@ -123,8 +118,8 @@ TEST_F(AppBundleHelperTest, UninstallLeavesTheAppAndSaysWhoRemovesTheHelper) {
                                           "off under Allow in the Background in System Settings > General > "
                                           "Login Items."}));
 
-  EXPECT_EQ(contents(kBundledHelper), helperBytes);
-  EXPECT_EQ(contents(kBundledPlist), plistBytes);
+  EXPECT_EQ(fileBytes(kBundledHelper), helperBytes);
+  EXPECT_EQ(fileBytes(kBundledPlist), plistBytes);
   EXPECT_EQ(smappservice("status").out, kEnabled);
   EXPECT_EQ(replyString(client.sendCommand("ping").get(), "Response"), "pong");
 }
@@ -150,7 +145,7 @@ TEST_F(AppBundleHelperTest, RegistrationRefusesAMissingOrEscapingJobPlist) {
   EXPECT_EQ(smappservice("register", "../../LaunchDaemons/" + kPlistName).status, kSMErrorJobPlistNotFound);
 
   // A program outside the app is not the app's to register.
-  std::string escaping = contents(kBundledPlist);
+  std::string escaping = fileBytes(kBundledPlist);
   const std::string program = "Contents/Library/LaunchServices/" + kLabel;
   escaping.replace(escaping.find(program), program.size(), "../../usr/bin/env");
   std::ofstream(kApp + "/Contents/Library/LaunchDaemons/escaping.plist") << escaping;

@@ -38,8 +38,6 @@ TEST_F(SystemCommandsTest, FirewallTakesZeroOrOneAndNothingElse) {
   EXPECT_EQ(Plist(kFirewallPlist).intAt({"globalstate"}), 1);
   EXPECT_EQ(fileBytes(kFirewallPlist).rfind("bplist00", 0), 0u) << "written back as binary";
   std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Set firewall state to : 1"}));
-  EXPECT_TRUE(contains(lines, {5, "Notifying the system of the configuration changes..."}));
   EXPECT_TRUE(std::none_of(lines.begin(), lines.end(), [](const LogLine& l) {
     return l.text.rfind("Unable to notify the system", 0) == 0;
   })) << "cfprefsd took the hangup";
@@ -64,21 +62,16 @@ TEST_F(SystemCommandsTest, UpdateChecksChangeTheFrequencyOnlyWhenAskedTo) {
   EXPECT_EQ(first.at({"AutomaticCheckEnabled"}), kCFBooleanFalse);
   EXPECT_EQ(first.intAt({"ScheduleFrequency"}), 1);
   EXPECT_EQ(first.stringAt({"LastAttemptSystemVersion"}), "10.14.6 (18G84)");
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Disabled the software update checks."}));
-  EXPECT_FALSE(contains(lines, {5, "Updating the frequency that we check for updates!"}));
 
   EXPECT_TRUE(
       helper.succeeds("ChangeUpdateCheckSettings", {{"Enable", true}, {"SetFrequency", true}, {"Frequency", 7}}));
   Plist second(kUpdatePlist);
   EXPECT_EQ(second.at({"AutomaticCheckEnabled"}), kCFBooleanTrue);
   EXPECT_EQ(second.intAt({"ScheduleFrequency"}), 7);
-  EXPECT_TRUE(helper.logged(5, "Set software update frequency to : 7 day(s)."));
 }
 
 TEST_F(SystemCommandsTest, ANewLocationCopiesTheCurrentOneAndNamesAreUnique) {
   EXPECT_TRUE(helper.succeeds("addnetworklocation", {{"Location", "Travel"}}));
-  EXPECT_TRUE(helper.logged(5, "Created the location 'Travel'!"));
   EXPECT_EQ(locationNames(), (std::set<std::string>{"Automatic", "Office", "Travel"}));
   Plist preferences(kPreferencesPlist);
   std::string travel = locations()["Travel"];
@@ -109,9 +102,7 @@ TEST_F(SystemCommandsTest, TheActiveLocationCannotBeDeletedOthersCan) {
 
 TEST_F(SystemCommandsTest, SwitchingLocationsReachesTheLiveState) {
   EXPECT_TRUE(helper.succeeds("changenetworklocation", {{"Location", "Office"}}));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "Changing to network location 'Office'."}));
-  EXPECT_TRUE(contains(lines, {5, "Network location data appears to have propigated properly."}));
+  EXPECT_TRUE(helper.logged(5, "Network location data appears to have propigated properly."));
   EXPECT_EQ(Plist(kPreferencesPlist).stringAt({"CurrentSet"}), std::string("/Sets/") + kOffice);
 
   // Now Office is the one that cannot go, and Automatic can.

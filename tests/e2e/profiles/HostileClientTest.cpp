@@ -28,8 +28,6 @@ constexpr char kVictim[] = "/Library/Preferences/com.example.victim.plist";
 const std::vector<std::string> kFixedFiles{"/tmp/cmdstdout.txt", "/tmp/cmdstderr.txt", "/tmp/profiledump.txt",
                                            "/tmp/tempcert.cer", "/tmp/output.txt"};
 
-Arg ssid(const std::string& name) { return Arg::data("SSID", name + std::string(1, '\0')); }
-
 bool exists(const std::string& path) {
   struct stat info;
   return lstat(path.c_str(), &info) == 0;
@@ -88,8 +86,9 @@ class HostileClientTest : public ::testing::Test {
     return alex.wait();
   }
 
-  // Links at every fixed path to root's file.
+  // Links at every fixed path to root's file, in place of what is there.
   static void plantLinks() {
+    for (const std::string& path : kFixedFiles) unlink(path.c_str());
     std::vector<Plant> links;
     for (const std::string& path : kFixedFiles) links.push_back({Plant::Link, path, kVictim});
     ASSERT_EQ(plantAsAlex(links), 0);
@@ -143,11 +142,9 @@ TEST_F(HostileClientTest, PlantedLinksAtFixedPathsLeaveTheirTargetsAlone) {
   plantLinks();
   EXPECT_TRUE(helper.succeeds("commitmobileconfig", {{"MobileConfigPath", kCampusSecure}, {"AsSystemProfile", true}}));
   EXPECT_TRUE(installed("_computerlevel", kCampusId));
-  for (const std::string& path : kFixedFiles) unlink(path.c_str());  // those no command used
   plantLinks();
   EXPECT_TRUE(helper.succeeds("deleteprofilesforssid", {ssid("Campus-Secure"), {"Username", "_computerlevel"}}));
   EXPECT_TRUE(installedProfiles().empty());
-  for (const std::string& path : kFixedFiles) unlink(path.c_str());
   plantLinks();
   const std::string pem = Certificate("ISRG_Root_X1.crt").pem;
   EXPECT_TRUE(helper.succeeds("installsystemcacertwithsecuritycmd", {{"PEMdata", pem}}));

@@ -57,6 +57,9 @@ inline Names systemCertificates() {
   return labels;
 }
 
+// An SSID as clients send it: the name's bytes and a NUL.
+inline Arg ssid(const std::string& name) { return Arg::data("SSID", name + std::string(1, '\0')); }
+
 inline size_t adminTrustedCount() { return Plist(kAdminTrust).keysAt({"trustList"}).size(); }
 
 // /usr/bin/profiles with the arguments.

@@ -56,12 +56,10 @@ TEST_F(ProfilesTool, AnInstalledProfileIsAppliedAndListedAsTheMacListsIt) {
             "_computerlevel[1] attribute: profileIdentifier: edu.example.onboarding.campus-secure\n"
             "There are 1 configuration profiles installed\n");
 
-  // The new network comes last; its entry is filed as the others are.
+  // The new network comes last (its security type and system mode are ProfileCorpusTest's).
   EXPECT_EQ(rememberedNetworks(), (Names{"Corp-Secure", "HomeNet", "Cafe Guest", "Campus-Secure"}));
   Plist known(kKnownNetworksPlist);
-  EXPECT_EQ(known.stringAt({"KnownNetworks", kCampusKey, "SecurityType"}), "WPA2 Enterprise");
   EXPECT_EQ(known.stringAt({"KnownNetworks", kCampusKey, "AddReason"}), "Profile");
-  EXPECT_EQ(known.at({"KnownNetworks", kCampusKey, "SystemMode"}), kCFBooleanTrue);
   EXPECT_TRUE(CFEqual(known.at({"KnownNetworks", kCampusKey, "SSID"}), cfdata("Campus-Secure").get()));
   EXPECT_EQ(known.intAt({"Version"}), 2200) << "the rest of the file stays";
   EXPECT_EQ(systemCertificates(), Names{"Example Campus Root CA"});
@@ -107,8 +105,6 @@ TEST_F(ProfilesTool, RemovalTakesAwayOnlyWhatNoOtherInstalledProfileBrings) {
   install(kLabNetworks, "alex");  // the same identifier replaces the profile
   EXPECT_EQ(installedProfiles(), (Owners{{"_computerlevel", {kCampusId, kRootCaId}}, {"alex", {kLabId}}}));
   EXPECT_EQ(rememberedNetworks(), (Names{"Corp-Secure", "HomeNet", "Cafe Guest", "Campus-Secure", "Lab-5G", "Lab-2G"}));
-  EXPECT_EQ(Plist(kKnownNetworksPlist).at({"KnownNetworks", "wifi.ssid.<4c61622d 3547>", "SystemMode"}),
-            kCFBooleanFalse);
   EXPECT_EQ(systemCertificates(), Names{"Example Campus Root CA"}) << "one certificate for three payloads";
 
   EXPECT_EQ(profiles({"-R", "-p", kCampusId}).status, 0);

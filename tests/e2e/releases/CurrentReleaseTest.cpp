@@ -1,6 +1,7 @@
 // The built helper on macOS 15: the firewall set through socketfilterfw, and
 // what the release refuses (profile installation, admin trust) answered as
-// on any release, with one line that says what the user must do instead.
+// on any release. The line that says what the user must do instead is checked
+// word for word on every release by compatibility.sh against the README.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -29,11 +30,6 @@ class CurrentReleaseTest : public ::testing::Test {
 TEST_F(CurrentReleaseTest, TheFirewallIsSetThroughItsToolWithTheUsualReplies) {
   ASSERT_NE(access(kFirewallPlist, F_OK), 0) << "macOS 15 keeps no firewall property list";
   EXPECT_TRUE(helper.succeeds("changefirewallstate", {{"Enabled", 1}}));
-  std::vector<LogLine> lines = helper.lines();
-  EXPECT_TRUE(contains(lines, {5, "macOS 15 and later keep the firewall state out of com.apple.alf.plist: "
-                                  "setting it with /usr/libexec/ApplicationFirewall/socketfilterfw."}));
-  EXPECT_TRUE(contains(lines, {5, "Set firewall state to : 1"}));
-  EXPECT_TRUE(contains(lines, {5, "Notifying the system of the configuration changes..."}));
   EXPECT_EQ(firewallState(), "Firewall is enabled. (State = 1)\n");
   EXPECT_NE(access(kFirewallPlist, F_OK), 0) << "no property list written beside the tool";
 
@@ -56,9 +52,6 @@ TEST_F(CurrentReleaseTest, AProfileIsRefusedWithTheToolsWordsAndWhatTheUserDoesI
     std::vector<LogLine> lines = helper.lines();
     EXPECT_TRUE(contains(lines, {4, "The attempt to install the profile resulted in error : 256"}));
     EXPECT_TRUE(contains(lines, {5, std::string("   STDERR : ") + kProfilesRefusal}));
-    EXPECT_TRUE(contains(lines, {4, "macOS 11 and later refuse to install configuration profiles from the command "
-                                    "line: the user must open the profile file and approve its installation in "
-                                    "System Settings (System Preferences before macOS 13)."}));
   }
   EXPECT_EQ(ChildProcess::run({"/usr/bin/profiles", "-P"}).out, "There are no configuration profiles installed\n");
   // A file that is not there fails before the tool, with no word of the release.
@@ -68,10 +61,6 @@ TEST_F(CurrentReleaseTest, AProfileIsRefusedWithTheToolsWordsAndWhatTheUserDoesI
 }
 
 TEST_F(CurrentReleaseTest, ACaIsInstalledButTheSystemRefusesToTrustIt) {
-  const std::string refusal =
-      "macOS 11 and later refuse to change the admin trust settings without an administrator's password, even "
-      "for root: the certificate is in the System keychain but not trusted; the user must open it in Keychain "
-      "Access and set it to Always Trust.";
   Certificate isrg("ISRG_Root_X1.crt");
   // The reply stays true: the refused write is only reported.
   EXPECT_TRUE(helper.succeeds("installsystemcacert", {Arg::data("CertificateData", isrg.der)}));
@@ -79,7 +68,6 @@ TEST_F(CurrentReleaseTest, ACaIsInstalledButTheSystemRefusesToTrustIt) {
   EXPECT_TRUE(contains(lines, {5, "(Error) Failed to write new trust settings for a certificate!"}));
   EXPECT_TRUE(contains(lines, {5, "(Error)     OS Error : The authorization was denied since no user interaction "
                                   "was possible."}));
-  EXPECT_TRUE(contains(lines, {4, refusal}));
   EXPECT_TRUE(helper.succeeds("certificateexistsinsystemstore",
                               {{"CertLabel", "ISRG Root X1"}, {"Thumbprint", isrg.thumbprint}}));
   EXPECT_NE(access(kAdminTrust, F_OK), 0);
@@ -90,7 +78,6 @@ TEST_F(CurrentReleaseTest, ACaIsInstalledButTheSystemRefusesToTrustIt) {
   lines = helper.lines();
   EXPECT_TRUE(contains(lines, {5, "Command output : SecTrustSettingsSetTrustSettings: The authorization was denied "
                                   "since no user interaction was possible.\n"}));
-  EXPECT_TRUE(contains(lines, {4, refusal}));
   EXPECT_NE(access(kAdminTrust, F_OK), 0);
 }
 
