@@ -36,6 +36,35 @@ struct Descriptor {
   }
 };
 
+// Open descriptors of the executables peers run, by file; an entry leaves
+// with its last holder.
+std::mutex executablesMutex;
+std::map<std::pair<dev_t, ino_t>, std::weak_ptr<const int>>& executables() {
+  static auto* files = new std::map<std::pair<dev_t, ino_t>, std::weak_ptr<const int>>;
+  return *files;
+}
+
+// A descriptor of the file `link` resolves to, shared with every other peer
+// that runs the same file; null if it cannot be opened.
+std::shared_ptr<const int> openExecutable(const std::string& link) {
+  struct stat named {};
+  if (stat(link.c_str(), &named) != 0) return nullptr;
+  const std::pair<dev_t, ino_t> file(named.st_dev, named.st_ino);
+  std::lock_guard<std::mutex> lock(executablesMutex);
+  if (auto shared = executables()[file].lock()) return shared;
+  int fd = open(link.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return nullptr;
+  std::shared_ptr<const int> opened(new int(fd), [file](const int* fd) {
+    close(*fd);
+    delete fd;
+    std::lock_guard<std::mutex> lock(executablesMutex);
+    auto found = executables().find(file);
+    if (found != executables().end() && found->second.expired()) executables().erase(found);
+  });
+  executables()[file] = opened;
+  return opened;
+}
+
 // Whether the process a pidfd names is still the one it named: a PID is
 // reused only after its process has gone.
 bool stillRunning(int pidfd) { return syscall(SYS_pidfd_send_signal, pidfd, 0, nullptr, 0) == 0; }
@@ -43,7 +72,6 @@ bool stillRunning(int pidfd) { return syscall(SYS_pidfd_send_signal, pidfd, 0, n
 }  // namespace
 
 ProcessIdentity::~ProcessIdentity() {
-  if (executableFd >= 0) close(executableFd);
   std::lock_guard<std::mutex> lock(registryMutex);
   auto found = registry().find(generation);
   if (found != registry().end() && found->second.expired()) registry().erase(found);
@@ -70,8 +98,8 @@ std::shared_ptr<const ProcessIdentity> captureSocketPeer(int fd) {
   identity->uid = cred.uid;
   identity->gid = cred.gid;
   const std::string exeLink = "/proc/" + std::to_string(cred.pid) + "/exe";
-  identity->executableFd = open(exeLink.c_str(), O_RDONLY | O_CLOEXEC);
-  if (identity->executableFd < 0) return nullptr;
+  identity->executable = openExecutable(exeLink);
+  if (!identity->executable) return nullptr;
   char path[PATH_MAX];
   ssize_t length = readlink(exeLink.c_str(), path, sizeof path);
   if (length <= 0 || static_cast<size_t>(length) >= sizeof path) return nullptr;
@@ -79,7 +107,7 @@ std::shared_ptr<const ProcessIdentity> captureSocketPeer(int fd) {
   // The path must name the file that was opened (no exec in between), and
   // the PID must still be the peer's.
   struct stat opened {}, named {};
-  if (fstat(identity->executableFd, &opened) != 0 || stat(exeLink.c_str(), &named) != 0 ||
+  if (fstat(*identity->executable, &opened) != 0 || stat(exeLink.c_str(), &named) != 0 ||
       opened.st_dev != named.st_dev || opened.st_ino != named.st_ino || !stillRunning(pidfd.fd))
     return nullptr;
 

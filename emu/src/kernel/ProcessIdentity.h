@@ -3,7 +3,9 @@
 // taken when it connected: what macOS hands a listener as the peer's audit
 // token. Code-signing checks read the executable through the descriptor
 // taken here, so that a process that later execs or swaps the file on disk
-// cannot change what was checked.
+// cannot change what was checked. Peers that run the same file share one
+// descriptor to it, so that a connection costs the listener one descriptor
+// (its socket), however many a client opens.
 
 #include <bsm/audit.h>
 #include <sys/types.h>
@@ -19,7 +21,7 @@ struct ProcessIdentity {  // what the kernel knew of a peer when it connected
   uid_t uid = 0;
   gid_t gid = 0;
   std::string executablePath;  // readlink(/proc/PID/exe) at capture time
-  int executableFd = -1;       // the executable, opened O_RDONLY|O_CLOEXEC at capture; closed by ~ProcessIdentity
+  std::shared_ptr<const int> executable;  // the executable, opened O_RDONLY|O_CLOEXEC; closed with its last holder
   uint32_t generation = 0;     // unique per capture (process-wide counter); the token's pidversion slot
   ~ProcessIdentity();
 };

@@ -26,7 +26,7 @@ struct __SecCode {
   ~__SecCode() {
     if (ownFd >= 0) close(ownFd);
   }
-  int fd() const { return process ? process->executableFd : ownFd; }
+  int fd() const { return process ? *process->executable : ownFd; }
 };
 
 namespace {

@@ -61,7 +61,7 @@ TEST(ProcessIdentity, NamesTheConnectedProcessAndItsTokenFindsItWhileItLives) {
   EXPECT_EQ(getgid(), identity->gid);
   EXPECT_EQ(ownExecutable(), identity->executablePath);
   char magic[4] = {};
-  EXPECT_EQ(4, pread(identity->executableFd, magic, 4, 0));
+  EXPECT_EQ(4, pread(*identity->executable, magic, 4, 0));
   EXPECT_EQ(std::string("\x7f" "ELF", 4), std::string(magic, 4));
 
   audit_token_t token = emu::kernel::auditTokenOf(*identity);
@@ -69,10 +69,12 @@ TEST(ProcessIdentity, NamesTheConnectedProcessAndItsTokenFindsItWhileItLives) {
   EXPECT_EQ(getuid(), token.val[1]);
   EXPECT_EQ(identity, emu::kernel::identityForAuditToken(token));
 
-  // Another capture of the same peer is another generation.
+  // Another capture of the same peer is another generation, reading the
+  // same open executable.
   auto again = emu::kernel::captureSocketPeer(fd);
   ASSERT_NE(nullptr, again);
   EXPECT_NE(identity->generation, again->generation);
+  EXPECT_EQ(identity->executable, again->executable);
 
   // A forged token (the right PID, another generation) names nothing, and a
   // token outlives nothing.
