@@ -1,6 +1,7 @@
 #include "X509Certificate.h"
 
 #include <openssl/asn1.h>
+#include <openssl/err.h>
 #include <openssl/objects.h>
 #include <openssl/sha.h>
 #include <openssl/x509v3.h>
@@ -102,7 +103,12 @@ std::unique_ptr<X509Certificate> X509Certificate::parse(const unsigned char *byt
   if (bytes == nullptr || length == 0) return nullptr;
   const unsigned char *next = bytes;
   X509 *x509 = d2i_X509(nullptr, &next, static_cast<long>(length));
-  if (x509 == nullptr) return nullptr;
+  if (x509 == nullptr) {
+    // The framework keeps its parser's complaints to itself: none is left
+    // queued on the caller's thread.
+    ERR_clear_error();
+    return nullptr;
+  }
   if (next != bytes + length) {
     X509_free(x509);
     return nullptr;
@@ -142,9 +148,11 @@ X509Certificate::Bytes X509Certificate::publicKeyHash() const {
 
 bool X509Certificate::selfSigned() const {
   X509 *x509 = x509_.get();
+  if (X509_NAME_cmp(X509_get_subject_name(x509), X509_get_issuer_name(x509)) != 0) return false;
   EVP_PKEY *key = X509_get0_pubkey(x509);
-  return X509_NAME_cmp(X509_get_subject_name(x509), X509_get_issuer_name(x509)) == 0 && key != nullptr &&
-         X509_verify(x509, key) == 1;
+  bool verified = key != nullptr && X509_verify(x509, key) == 1;
+  ERR_clear_error();
+  return verified;
 }
 
 std::string X509Certificate::sha1Hex() const {
