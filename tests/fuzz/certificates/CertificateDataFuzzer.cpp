@@ -1,7 +1,8 @@
 // Bytes no one checked, sent as a CA certificate to install: they reach the
 // framework's certificate parser through the command, and nothing crashes,
 // leaks or reads out of bounds whatever they hold. Every input meets the
-// same keychain and trust settings, put back after each one.
+// same keychain and trust settings, put back after each one: the command
+// writes nothing else.
 #include <xpc/xpc.h>
 
 #include <cstddef>
@@ -13,7 +14,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static XpcCommandHandler* router = new XpcCommandHandler(nullptr);
-  static StoreSnapshot* system = new StoreSnapshot(StoreSnapshot::ofSystemStores());
+  static StoreSnapshot* system = new StoreSnapshot(StoreSnapshot::ofCertificateStores());
   xpc::XpcRef request(xpc_dictionary_create(nullptr, nullptr, 0), xpc::RefPolicy::Adopt);
   xpc_dictionary_set_string(request.get(), "Command", "installsystemcacert");
   xpc_dictionary_set_data(request.get(), "CertificateData", data, size);

@@ -41,6 +41,8 @@ StoreSnapshot StoreSnapshot::ofSystemStores() {
   return StoreSnapshot({"/Library", "/Applications", "/Users", "/var/db", "/var/run/configd", "/var/root"});
 }
 
+StoreSnapshot StoreSnapshot::ofCertificateStores() { return StoreSnapshot({"/Library/Keychains", "/Library/Security"}); }
+
 void StoreSnapshot::record(const std::string& path) {
   Entry entry;
   if (lstat(path.c_str(), &entry.status) != 0) return;

@@ -16,6 +16,8 @@ class StoreSnapshot {
   // Where the fake Mac keeps what commands change: preferences, keychains,
   // trust settings, the profile store, the dynamic store, applications.
   static StoreSnapshot ofSystemStores();
+  // The System keychain and the administrator's trust settings.
+  static StoreSnapshot ofCertificateStores();
 
   // Removes what appeared under the roots since, and puts back every file,
   // folder and link that changed or went away. Cheap when little changed:
