@@ -14,7 +14,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -34,6 +38,22 @@ long openFiles(pid_t pid) {
   while (readdir(dir) != nullptr) ++count;
   closedir(dir);
   return count - 2;
+}
+
+// User and system time the process has run, in clock ticks.
+long cpuTicks(pid_t pid) {
+  std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+  std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  size_t end = stat.rfind(')');  // the command name may hold blanks
+  if (end == std::string::npos) return -1;
+  std::istringstream fields(stat.substr(end + 2));
+  std::string field;
+  long utime = 0, stime = 0;
+  for (int i = 3; i <= 15 && fields >> field; ++i) {
+    if (i == 14) utime = std::stol(field);
+    if (i == 15) stime = std::stol(field);
+  }
+  return utime + stime;
 }
 
 // A process that connects `count` sockets to the helper, says so on `ready`,
@@ -93,12 +113,17 @@ int main(int argc, char** argv) {
   }
   h.report("after its first ping");
   std::vector<pid_t> holders;
+  auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < kHolders; ++i) holders.push_back(holdConnections(kHeld / kHolders));
-  // Until the helper has taken what it can (its open files stop growing).
-  for (long before = -1, now = openFiles(h.process.pid()); now != before; now = openFiles(h.process.pid())) {
-    before = now;
+  // Until the helper has taken what it can and checked every client it took:
+  // its open files and its CPU time stop growing.
+  for (long files = -1, cpu = -1; files != openFiles(h.process.pid()) || cpu != cpuTicks(h.process.pid());) {
+    files = openFiles(h.process.pid());
+    cpu = cpuTicks(h.process.pid());
     usleep(500 * 1000);
   }
+  std::printf("helper took and checked the connections in %.1f s\n",
+              std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   h.report("with the connections held");
   std::printf("ping answered: %s\n", h.roundTrip() ? "yes" : "no");
 
