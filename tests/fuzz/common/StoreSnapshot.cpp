@@ -2,8 +2,10 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -33,8 +35,36 @@ std::vector<std::string> children(const std::string& dir) {
 
 }  // namespace
 
-StoreSnapshot::StoreSnapshot(const std::vector<std::string>& roots) : roots_(roots) {
+StoreSnapshot::StoreSnapshot(const std::vector<std::string>& roots)
+    : roots_(roots), changes_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+  if (changes_ < 0) fail("inotify");
   for (const std::string& root : roots_) record(root);
+  watch();
+}
+
+void StoreSnapshot::watch() {
+  // Adding a watch that exists is harmless; a folder that was removed and
+  // made again needs a new one.
+  const uint32_t events = IN_ATTRIB | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_DELETE_SELF | IN_MODIFY |
+                          IN_MOVE_SELF | IN_MOVED_FROM | IN_MOVED_TO;
+  for (const auto& [path, entry] : entries_) {
+    if (S_ISDIR(entry.status.st_mode) && inotify_add_watch(changes_, path.c_str(), events) < 0) fail(path);
+  }
+  // A root is made or removed in the folder above it, which may be watched
+  // already as a recorded folder: that watch keeps its own events too.
+  for (const std::string& root : roots_) {
+    std::string parent = root.substr(0, std::max<size_t>(root.rfind('/'), 1));
+    if (entries_.count(parent) == 0 &&
+        inotify_add_watch(changes_, parent.c_str(), IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO) < 0)
+      fail(parent);
+  }
+}
+
+bool StoreSnapshot::drainChanges() {
+  alignas(inotify_event) char buffer[16384];
+  bool any = false;
+  while (read(changes_, buffer, sizeof buffer) > 0) any = true;
+  return any;
 }
 
 StoreSnapshot StoreSnapshot::ofSystemStores() {
@@ -67,6 +97,9 @@ bool StoreSnapshot::same(const struct stat& a, const struct stat& b) {
 }
 
 void StoreSnapshot::restore() {
+  // Most inputs are refused before anything is written: then there is
+  // nothing to walk.
+  if (!drainChanges()) return;
   // What appeared goes first, deepest paths last in the walk but removed whole.
   std::vector<std::string> pending(roots_);
   while (!pending.empty()) {
@@ -91,6 +124,9 @@ void StoreSnapshot::restore() {
     if (lstat(path.c_str(), &now) == 0 && same(now, entry.status)) continue;
     put(path, entry);
   }
+  // What was just put back is no change to report next time.
+  watch();
+  drainChanges();
 }
 
 void StoreSnapshot::put(const std::string& path, Entry& entry) {

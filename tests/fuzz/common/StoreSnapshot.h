@@ -20,8 +20,9 @@ class StoreSnapshot {
   static StoreSnapshot ofCertificateStores();
 
   // Removes what appeared under the roots since, and puts back every file,
-  // folder and link that changed or went away. Cheap when little changed:
-  // unchanged files are recognised by their inode, size and times.
+  // folder and link that changed or went away. Free when nothing changed
+  // (inotify reported nothing), cheap when little did: unchanged files are
+  // recognised by their inode, size and times.
   void restore();
 
  private:
@@ -31,9 +32,12 @@ class StoreSnapshot {
   };
 
   void record(const std::string& path);
+  void watch();
+  bool drainChanges();  // whether anything changed since the last call
   void put(const std::string& path, Entry& entry);
   static bool same(const struct stat& a, const struct stat& b);
 
   std::vector<std::string> roots_;
   std::map<std::string, Entry> entries_;
+  int changes_;  // inotify, watching every recorded folder
 };
