@@ -45,7 +45,10 @@ bool isPrintable(const ASN1_STRING *value) {
 bool text(const ASN1_STRING *value, std::string *out) {
   unsigned char *utf8 = nullptr;
   int length = ASN1_STRING_to_UTF8(&utf8, value);
-  if (length < 0) return false;
+  if (length < 0) {
+    ERR_clear_error();
+    return false;
+  }
   out->assign(reinterpret_cast<const char *>(utf8), static_cast<size_t>(length));
   OPENSSL_free(utf8);
   return true;
@@ -132,7 +135,10 @@ X509Certificate::Bytes X509Certificate::serialNumber() const {
 }
 
 X509Certificate::Bytes X509Certificate::subjectKeyID() const {
+  // Reading it decodes every extension once; a malformed one is no error
+  // of the caller's.
   const ASN1_OCTET_STRING *id = X509_get0_subject_key_id(x509_.get());
+  ERR_clear_error();
   if (id == nullptr) return Bytes();
   const unsigned char *data = ASN1_STRING_get0_data(id);
   return Bytes(data, data + ASN1_STRING_length(id));
@@ -192,6 +198,7 @@ std::vector<std::pair<std::string, std::string>> X509Certificate::issuerComponen
 std::vector<std::string> X509Certificate::emailAddresses() const {
   std::vector<std::string> addresses;
   auto *names = static_cast<GENERAL_NAMES *>(X509_get_ext_d2i(x509_.get(), NID_subject_alt_name, nullptr, nullptr));
+  ERR_clear_error();
   for (int i = 0; names != nullptr && i < sk_GENERAL_NAME_num(names); ++i) {
     const GENERAL_NAME *name = sk_GENERAL_NAME_value(names, i);
     std::string address;
@@ -226,7 +233,10 @@ std::string X509Certificate::inferredLabel() const {
 
 bool X509Certificate::hasExtension(const std::string &oid) const {
   ASN1_OBJECT *object = OBJ_txt2obj(oid.c_str(), 1);
-  if (object == nullptr) return false;
+  if (object == nullptr) {
+    ERR_clear_error();
+    return false;
+  }
   bool found = X509_get_ext_by_OBJ(x509_.get(), object, -1) >= 0;
   ASN1_OBJECT_free(object);
   return found;
