@@ -1,7 +1,8 @@
 // Any request a client can send reaches the router and the command families
 // without crashing, leaking or reading out of bounds. The request is decoded
 // from the input (see RequestCodec); each one runs against the same system,
-// put back after every request.
+// put back after every request, and a fresh router: the command families
+// keep handles and the last item found from one request to the next.
 #include <xpc/xpc.h>
 
 #include <cstddef>
@@ -14,7 +15,6 @@
 #include "XpcRef.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static XpcCommandHandler* router = new XpcCommandHandler(nullptr);
   static StoreSnapshot* system = new StoreSnapshot(StoreSnapshot::ofSystemStores());
   xpc::XpcRef request = RequestCodec::decode(data, size);
   const char* name = xpc_dictionary_get_string(request.get(), "Command");
@@ -22,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   // A request made here expects no reply, so the router builds none; the
   // command still runs to its end.
-  xpc::XpcRef reply(router->handleDictionaryCommand(nullptr, request.get()), xpc::RefPolicy::Adopt);
+  XpcCommandHandler router(nullptr);
+  xpc::XpcRef reply(router.handleDictionaryCommand(nullptr, request.get()), xpc::RefPolicy::Adopt);
   system->restore();
   return 0;
 }
